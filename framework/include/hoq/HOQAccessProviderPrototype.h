@@ -1,0 +1,22 @@
+#pragma once
+
+#include <boost/smart_ptr/intrusive_ref_counter.hpp>
+
+#include <hoq/HOQEID.h>
+#include <hoq/HOQExport.h>
+
+namespace HOQ {
+
+/// The way to one environment. A functional's object is made with the provider of the environment
+/// that it works for; objects on this node are given a local one, or none. Shared by counted
+/// pointers; any thread.
+class HOQ_EXPORT HOQAccessProviderPrototype
+    : public boost::intrusive_ref_counter<HOQAccessProviderPrototype, boost::thread_safe_counter> {
+ public:
+  virtual ~HOQAccessProviderPrototype();
+
+  /// The environment that this provider leads to.
+  virtual HOQEID getEID() const = 0;
+};
+
+}  // namespace HOQ

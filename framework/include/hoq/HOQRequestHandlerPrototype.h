@@ -1,0 +1,40 @@
+#pragma once
+
+#include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <boost/smart_ptr/intrusive_ref_counter.hpp>
+
+#include <hoq/HOQExport.h>
+#include <hoq/HOQMsgWriter.h>
+#include <hoq/HOQRequestErrorData.h>
+#include <hoq/HOQRequestProgressData.h>
+
+namespace HOQ {
+
+/// Where a request's news go while it runs. A host implements it: in process it collects or
+/// prints, for a remote client it sends. Records are valid during the call only.
+///
+/// Called by the thread that runs the request. An operation may block (that slows the request
+/// down and nothing else) and must not throw; what it cannot deliver it drops, and the request's
+/// own result stands.
+class HOQ_EXPORT HOQRequestHandlerPrototype
+    : public boost::intrusive_ref_counter<HOQRequestHandlerPrototype, boost::thread_safe_counter> {
+ public:
+  virtual ~HOQRequestHandlerPrototype();
+
+  /// An intermediate error: something failed, the request goes on or ends by itself.
+  virtual void error(const HOQRequestErrorData& error) = 0;
+
+  /// Where the request stands.
+  virtual void progress(const HOQRequestProgressData& progress) = 0;
+
+  /// The end of a command that answers with data: the answer and the command's outcome.
+  virtual void answer(const HOQMsgWriter& answer, const HOQRequestErrorData& outcome) = 0;
+
+  /// A walk has reached a further item. Called once for each, so it must be cheap; for showing
+  /// that work that lasts is alive. By default nothing happens.
+  virtual void itemReached();
+};
+
+using HOQRequestHandlerPtr = boost::intrusive_ptr<HOQRequestHandlerPrototype>;
+
+}  // namespace HOQ
