@@ -1,0 +1,70 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <boost/smart_ptr/shared_ptr.hpp>
+#include <string>
+#include <vector>
+
+#include <hoq/HOQFileType.h>
+
+#include "engine/FileOperate.h"
+
+namespace HOQ {
+
+/// Makes records of the entries of directories: one level, or trees, or one level with the sizes
+/// beneath. A directory's "." and ".." are entries like the others, where no filters are set.
+class ListStatOperate : public FileOperate {
+ public:
+  using FileTypes = std::vector<boost::shared_ptr<HOQFileType>>;
+
+  /// `statMode`: the request path itself is the item that is asked for, not the directory to read.
+  /// `answer` is not owned and must outlive this object.
+  ListStatOperate(HOQFileRoutine& routine, const HOQFilerOptions& requestOptions, bool statMode,
+                  FileTypes& answer);
+  ~ListStatOperate() override;
+
+  int operate(const char* name) override;
+  int beforeDir(int& dirDepth) override;
+  int afterDir(int dirDepth, int result) override;
+  /// Every entry is an item, "." and ".." included; with `only` set, those and the ones so named.
+  int filtrate(const char* name) override;
+
+  /// Appends to fileList() a record of `name` with what `source` says, but without its children.
+  void addCopyFileType(const char* name, const HOQFileType* source);
+
+  /// Whether no filter of the routine's list speaks against the item's type, times and size.
+  bool matchFilters();
+
+  /// Where a new record goes: below the directory being walked, or to the answer.
+  FileTypes& fileList();
+
+  unsigned int fields = 0;             // bits of HOQFileType::Field
+  signed char depth;                   // -1: a request path; 0: its entries; stops at 127
+  std::vector<HOQFileType*> dirStack;  // directories being walked in a tree; not owned
+  unsigned long long sizeSum = 0;      // bytes met below the outermost directory being summed
+  FileTypes* result;                   // not owned
+  dev_t topDevice = 0;                 // of the item at depth 0
+  const std::string* only = nullptr;   // the one name wanted at depth 0; not owned
+
+ private:
+  /// A directory that the walk is inside of.
+  struct Level {
+    HOQFileType* record;           // its record; null: none was made, as for a request path
+    unsigned long long sumBefore;  // sizeSum when it was entered
+    signed char depthBefore;
+  };
+
+  bool has(HOQFilerOptions::Bit bit) const { return error.options.has(bit); }
+  int operateDots(const char* name, bool isParent);
+  int examineUpTo(std::size_t length);
+  int examineAgain();
+  int leaveOut(int cause);
+  int record(const char* name, bool isDots);
+  void addToSum(const HOQFileType& info);
+
+  std::vector<Level> levels;
+  HOQFileType* entered = nullptr;  // the record of the directory that operate() lets the walk enter
+};
+
+}  // namespace HOQ

@@ -1,0 +1,58 @@
+// Filer operations that have their place in the interface and are not provided by this version:
+// the right is asked for as it will be.
+#include <hoq/HOQAccessChecker.h>
+#include <hoq/HOQResultCodes.h>
+
+#include "filer/HOQFilerLocal.h"
+
+namespace HOQ {
+
+int HOQFilerLocal::notProvided(int level) { return refused(level) ? kAccessRefused : kNotProvided; }
+
+int HOQFilerLocal::copy(const Paths&, const HOQConnectionInfo&, const std::string&,
+                        const HOQFilerOptions&, const HOQSecurityAttributes*) {
+  return notProvided(HOQAccessChecker::kChange);
+}
+
+int HOQFilerLocal::upload(const UploadList&, const HOQFilerOptions&, const HOQSecurityAttributes&,
+                          const HandlerDelegate&,
+                          boost::intrusive_ptr<FileOperationControlHandler>*) {
+  return notProvided(HOQAccessChecker::kChange);
+}
+
+int HOQFilerLocal::download(const DownloadList&, const HOQFilerOptions&,
+                            const HOQSecurityAttributes&, const HandlerDelegate&,
+                            boost::intrusive_ptr<FileOperationControlHandler>*) {
+  return notProvided(HOQAccessChecker::kRead);
+}
+
+int HOQFilerLocal::copy(const Paths&, const std::string&, const HOQFilerOptions&) {
+  return notProvided(HOQAccessChecker::kChange);
+}
+
+int HOQFilerLocal::move(const Paths&, const std::string&, const HOQFilerOptions&) {
+  return notProvided(HOQAccessChecker::kChange);
+}
+
+int HOQFilerLocal::chmod(const Paths&, int, const HOQFilerOptions&) {
+  return notProvided(HOQAccessChecker::kChange);
+}
+
+int HOQFilerLocal::chown(const Paths&, const std::string&, const std::string&,
+                         const HOQFilerOptions&) {
+  return notProvided(HOQAccessChecker::kChange);
+}
+
+int HOQFilerLocal::chown(const Paths&, unsigned int, unsigned int, const HOQFilerOptions&) {
+  return notProvided(HOQAccessChecker::kChange);
+}
+
+int HOQFilerLocal::link(const std::string&, const std::string&, const HOQFilerOptions&) {
+  return notProvided(HOQAccessChecker::kChange);
+}
+
+int HOQFilerLocal::readlink(const std::string&, std::string&) {
+  return notProvided(HOQAccessChecker::kRead);
+}
+
+}  // namespace HOQ

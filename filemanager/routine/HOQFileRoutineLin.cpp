@@ -1,0 +1,180 @@
+// The Linux routine's calls on the path as an item, an open file and a directory. Owners are in
+// Owners.cpp, information records in Information.cpp.
+#include "routine/HOQFileRoutineLin.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include <hoq/HOQResultCodes.h>
+
+#include "routine/FilterMatch.h"
+#include "routine/OpenDirHandle.h"
+
+namespace HOQ {
+namespace {
+
+constexpr unsigned kLinuxRoutine = 2;
+constexpr int kDefaultMode = 0777;
+constexpr unsigned long kLinkText = 4096;
+constexpr std::size_t kOpenDirectories = 128;  // of one routine, before the outer ones are drained
+
+static_assert(sizeof(off_t) == 8, "file sizes and offsets have 64 bits");
+
+}  // namespace
+
+HOQFileRoutineLin::HOQFileRoutineLin(const std::string& initialPath)
+    : HOQFileRoutine(initialPath) {}
+
+HOQFileRoutineLin::~HOQFileRoutineLin() = default;
+
+int HOQFileRoutineLin::creationMode() const {
+  return securityAttributes ? securityAttributes->value : kDefaultMode;
+}
+
+int HOQFileRoutineLin::chmod(int mode) { return ::chmod(path.c_str(), static_cast<mode_t>(mode)); }
+
+int HOQFileRoutineLin::link(const char* target, bool symbolic) {
+  return symbolic ? ::symlink(target, path.c_str()) : ::link(target, path.c_str());
+}
+
+int HOQFileRoutineLin::readlink(char* buf, unsigned long size) {
+  char scratch[kLinkText];
+  if (size == 0 || (!buf && size > kLinkText)) size = kLinkText;
+  if (!buf) buf = scratch;
+  const ssize_t length = ::readlink(path.c_str(), buf, size - 1);
+  if (length <= 0) return static_cast<int>(length);
+  buf[length] = '\0';
+  return static_cast<int>(length) + 1;
+}
+
+int HOQFileRoutineLin::remove() { return ::remove(path.c_str()); }
+
+int HOQFileRoutineLin::rmdir() { return ::rmdir(path.c_str()); }
+
+int HOQFileRoutineLin::rmitem() { return ::unlink(path.c_str()); }
+
+int HOQFileRoutineLin::mkdir(HOQFileRoutine* from) {
+  const int result = ::mkdir(path.c_str(), static_cast<mode_t>(creationMode()));
+  const bool exists = errno == EEXIST;  // after a success as well: see the header
+  if (result == 0 && !exists && from) return cpOptions(from);
+  return exists ? kTargetExists : result;
+}
+
+int HOQFileRoutineLin::copy(HOQFileRoutine& dst) {
+  switch (statBuffer.st_mode & S_IFMT) {
+    case S_IFIFO:
+    case S_IFCHR:
+    case S_IFBLK:
+    case S_IFSOCK:
+      break;
+    default:
+      return 1;
+  }
+  if (getType() != dst.getType()) return 0;  // kept: skipped in silence between kinds of routines
+  return ::mknod(dst.path.c_str(), statBuffer.st_mode, statBuffer.st_rdev);
+}
+
+int HOQFileRoutineLin::move(HOQFileRoutine& dst) {
+  const int result = copy(dst);
+  if (result == 0) return rmitem();
+  if (result != 1) return result;
+  const bool sameDevice = statBuffer.st_dev == dst.statBuffer.st_dev;
+  if (getType() != dst.getType() || !sameDevice) return 1;
+  return ::rename(path.c_str(), dst.path.c_str());
+}
+
+int HOQFileRoutineLin::stat() {
+  // An entry of the directory being read is examined from there: the system need not look the
+  // whole path up again for each.
+  const OpenDirHandle* const inside = openDirectories.empty() ? nullptr : openDirectories.back();
+  const char* const name = inside ? inside->nameOf(path) : nullptr;
+  struct stat fresh;
+  const int result = ::fstatat(name ? inside->descriptor() : AT_FDCWD, name ? name : path.c_str(),
+                               &fresh, followLinks ? 0 : AT_SYMLINK_NOFOLLOW);
+  if (result != 0) return result;
+  statBuffer = fresh;
+  if (isDir()) statBuffer.st_size = 0;
+  return 0;
+}
+
+int HOQFileRoutineLin::open(int flags) {
+  fd = ::open(path.c_str(), flags, static_cast<mode_t>(creationMode()));
+  if (fd < 0) return -1;
+  return errno == EEXIST ? 1 : 0;  // errno of before the call: see the header
+}
+
+int HOQFileRoutineLin::close() {
+  const int closing = fd;
+  fd = -1;
+  return ::close(closing);
+}
+
+bool HOQFileRoutineLin::isOpened() { return fd >= 0; }
+
+long HOQFileRoutineLin::read(char* buf, int len) {
+  return ::read(fd, buf, static_cast<std::size_t>(len));
+}
+
+long HOQFileRoutineLin::write(const char* buf, int len) {
+  return ::write(fd, buf, static_cast<std::size_t>(len));
+}
+
+int HOQFileRoutineLin::seek(long long offset) {
+  if (!isOpened()) return -1;
+  return ::lseek(fd, offset, SEEK_SET) == -1 ? -1 : 0;
+}
+
+int HOQFileRoutineLin::opendir(void*& handle) {
+  if (openDirectories.size() >= kOpenDirectories) drainOutermost();
+  auto directory = std::make_unique<OpenDirHandle>();
+  while (directory->open(path) != 0) {
+    if ((errno != EMFILE && errno != ENFILE) || openDirectories.empty()) return -1;
+    drainOutermost();
+  }
+  openDirectories.push_back(directory.get());
+  handle = directory.release();
+  return 0;
+}
+
+void HOQFileRoutineLin::drainOutermost() {
+  openDirectories.front()->drain();
+  openDirectories.pop_front();
+}
+
+const char* HOQFileRoutineLin::namedir(void* handle) {
+  return static_cast<OpenDirHandle*>(handle)->name();
+}
+
+int HOQFileRoutineLin::readdir(void* handle) { return static_cast<OpenDirHandle*>(handle)->step(); }
+
+int HOQFileRoutineLin::closedir(void* handle) {
+  auto* directory = static_cast<OpenDirHandle*>(handle);
+  const auto found = std::find(openDirectories.rbegin(), openDirectories.rend(), directory);
+  if (found != openDirectories.rend()) openDirectories.erase(std::next(found).base());
+  delete directory;
+  return 0;
+}
+
+void HOQFileRoutineLin::setFilters(const std::vector<HOQFileFilter>* list) {
+  ugFilterFlags = 0;
+  if (list)
+    for (const HOQFileFilter& filter : *list) FilterConvert()(&ugFilterFlags, filter);
+  HOQFileRoutine::setFilters(list);
+}
+
+int HOQFileRoutineLin::getLastError(HOQRequestErrorData& err) {
+  err.code = errno;  // first: what follows may change it
+  err.message = std::strerror(err.code);
+  return err.code;
+}
+
+unsigned HOQFileRoutineLin::getType() { return kLinuxRoutine; }
+
+}  // namespace HOQ
