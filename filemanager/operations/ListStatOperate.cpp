@@ -47,7 +47,7 @@ int ListStatOperate::operate(const char* name) {
   }
   if (path.statError != 0) {
     const int cause = examineAgain();
-    if (cause != 0) return leaveOut(cause);
+    if (cause != 0) return *name ? leaveOut(cause) : kDone;  // the tail of a pattern: no match
   }
   if (depth == 0) topDevice = routine.statBuffer.st_dev;
 
@@ -234,7 +234,7 @@ int HOQFilerLocal::stat(const Paths& paths, FileTypes* result, const HOQFilerOpt
     ListStatOperate operation(*routine, options, !wanted.has_leaf(), found);
     operation.error.handler = getProgressHandler();
     operation.fields = fields;
-    if (wanted.has_leaf()) operation.only = &leaf;
+    if (wanted.has_leaf() && !options.has(HOQFilerOptions::kWildcards)) operation.only = &leaf;
     code = operatePaths(operation, {wanted.branch_path().string()}, cwd);
     if (code != 0 || found.empty()) break;
 

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -90,14 +91,22 @@ int HOQFileRoutineLin::move(HOQFileRoutine& dst) {
   return ::rename(path.c_str(), dst.path.c_str());
 }
 
+/// The directory to examine the path from, when that is being read and the path names an entry of
+/// it: the system need not look the whole path up again for each. Only where the answer is the
+/// path's own: through links, or for a path too long, the system may refuse what stands there.
+const OpenDirHandle* HOQFileRoutineLin::directoryOfPath() const {
+  if (followLinks || openDirectories.empty() || path.size() >= PATH_MAX) return nullptr;
+  const OpenDirHandle* const innermost = openDirectories.back();
+  return innermost->nameOf(path) ? innermost : nullptr;
+}
+
 int HOQFileRoutineLin::stat() {
-  // An entry of the directory being read is examined from there: the system need not look the
-  // whole path up again for each.
-  const OpenDirHandle* const inside = openDirectories.empty() ? nullptr : openDirectories.back();
-  const char* const name = inside ? inside->nameOf(path) : nullptr;
+  const OpenDirHandle* const directory = directoryOfPath();
   struct stat fresh;
-  const int result = ::fstatat(name ? inside->descriptor() : AT_FDCWD, name ? name : path.c_str(),
-                               &fresh, followLinks ? 0 : AT_SYMLINK_NOFOLLOW);
+  const int result =
+      directory
+          ? ::fstatat(directory->descriptor(), directory->nameOf(path), &fresh, AT_SYMLINK_NOFOLLOW)
+          : ::fstatat(AT_FDCWD, path.c_str(), &fresh, followLinks ? 0 : AT_SYMLINK_NOFOLLOW);
   if (result != 0) return result;
   statBuffer = fresh;
   if (isDir()) statBuffer.st_size = 0;

@@ -76,6 +76,7 @@ class HOQFileRoutineLin : public HOQFileRoutine {
 
   int creationMode() const;
   void drainOutermost();
+  const OpenDirHandle* directoryOfPath() const;
 
   bool loadTables();
   static const std::string* nameOf(std::uint32_t id, const std::set<UserId>& table, IdNames& met);
