@@ -69,6 +69,11 @@ class HOQFilerLocal : public HOQRequestModificatorLocal<HOQFiler>, public virtua
   /// constructor come last.
   template <class Operation, class... Arguments>
   int change(const Paths& paths, const HOQFilerOptions& options, Arguments&&... arguments);
+
+  template <class FindOwner>
+  int changeOwner(const Paths& paths, const HOQFilerOptions& options, const FindOwner& findOwner);
+  int copyOrMove(const Paths& paths, const std::string& destination,
+                 const HOQFilerOptions& options, bool moveItems);
 };
 
 template <class Operation, class... Arguments>

@@ -26,33 +26,4 @@ int HOQFilerLocal::download(const DownloadList&, const HOQFilerOptions&,
   return notProvided(HOQAccessChecker::kRead);
 }
 
-int HOQFilerLocal::copy(const Paths&, const std::string&, const HOQFilerOptions&) {
-  return notProvided(HOQAccessChecker::kChange);
-}
-
-int HOQFilerLocal::move(const Paths&, const std::string&, const HOQFilerOptions&) {
-  return notProvided(HOQAccessChecker::kChange);
-}
-
-int HOQFilerLocal::chmod(const Paths&, int, const HOQFilerOptions&) {
-  return notProvided(HOQAccessChecker::kChange);
-}
-
-int HOQFilerLocal::chown(const Paths&, const std::string&, const std::string&,
-                         const HOQFilerOptions&) {
-  return notProvided(HOQAccessChecker::kChange);
-}
-
-int HOQFilerLocal::chown(const Paths&, unsigned int, unsigned int, const HOQFilerOptions&) {
-  return notProvided(HOQAccessChecker::kChange);
-}
-
-int HOQFilerLocal::link(const std::string&, const std::string&, const HOQFilerOptions&) {
-  return notProvided(HOQAccessChecker::kChange);
-}
-
-int HOQFilerLocal::readlink(const std::string&, std::string&) {
-  return notProvided(HOQAccessChecker::kRead);
-}
-
 }  // namespace HOQ

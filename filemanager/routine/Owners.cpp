@@ -17,10 +17,14 @@ namespace {
 constexpr std::uint32_t kNone = HOQUserCredentials::kNone;
 constexpr mode_t kSetIdBits = S_ISUID | S_ISGID;
 
-/// The id of the row called `name`; -1 where there is none.
+/// The id of the row called `name`; -1 where there is none, with errno 0: the system failed in
+/// nothing, and what reading the tables left there says nothing of the name.
 int idOf(const std::set<UserId>& table, const char* name, std::uint32_t& id) {
   const auto found = table.find(UserId(name));
-  if (found == table.end()) return -1;
+  if (found == table.end()) {
+    errno = 0;
+    return -1;
+  }
   id = found->id;
   return 0;
 }
