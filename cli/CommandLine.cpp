@@ -1,0 +1,229 @@
+#include "CommandLine.h"
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+
+#include <hoq/HOQVersion.h>
+
+#include "Help.h"
+#include "Suggestion.h"
+#include "commands/Command.h"
+
+namespace HOQ::cli {
+namespace {
+
+/// The global options as they were typed.
+struct Globals {
+  Settings settings;
+  std::string progress;
+  std::string color;
+  std::string engine;
+  std::string ca, cert, key;  // for the way to another node
+  bool version = false;
+  bool help = false;
+};
+
+std::vector<Option> globalOptions(Globals& globals) {
+  Settings& settings = globals.settings;
+  return {
+      {"-C", "DIR", "where relative paths start, instead of the current directory",
+       &settings.directory},
+      {"--node", "ADDRESS", "the node to work on: host:port or unix:/path (or HOQ_NODE)",
+       &settings.node},
+      {"--ca", "FILE", "certificates that a node's own is checked against", &globals.ca},
+      {"--cert", "FILE", "the certificate shown to a node", &globals.cert},
+      {"--key", "FILE", "the certificate's key", &globals.key},
+      {"--json", nullptr, "print JSON, one object on each line", &settings.json},
+      {"-q,--quiet", nullptr, "neither progress nor summaries; errors are still told",
+       &settings.quiet},
+      {"-v,--verbose", nullptr, "end with a line that says what was done", &settings.verbose},
+      {"--progress", "WHEN", "auto (on a terminal, when the work lasts), always or never",
+       &globals.progress},
+      {"--color", "WHEN", "auto (on a terminal), always or never", &globals.color},
+      {"--plugin", "FILE", "the file-manager plugin to load (or HOQ_PLUGIN)", &settings.plugin},
+      {"--engine", "NAME", "how contents are carried on this node: blocks or kernel",
+       &globals.engine},
+      {"--version", nullptr, "print the version", &globals.version},
+      {"--help", nullptr, "print help; after a command, that command's", &globals.help},
+  };
+}
+
+struct Binder {
+  CLI::App& app;
+  const Option& option;
+
+  void operator()(bool* target) const { app.add_flag(option.names, *target, option.help); }
+  void operator()(std::string* target) const {
+    app.add_option(option.names, *target, option.help)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  }
+  void operator()(std::vector<std::string>* target) const {
+    app.add_option(option.names, *target, option.help)->allow_extra_args(false)->take_all();
+  }
+};
+
+void addOptions(CLI::App& app, const std::vector<Option>& options) {
+  for (const Option& option : options) std::visit(Binder{app, option}, option.target);
+}
+
+void addNames(std::vector<std::string>& names, const std::vector<Option>& options) {
+  for (const Option& option : options) {
+    const std::string all(option.names);
+    for (std::size_t start = 0; start < all.size();) {
+      const std::size_t end = std::min(all.find(',', start), all.size());
+      names.push_back(all.substr(start, end - start));
+      start = end + 1;
+    }
+  }
+}
+
+When parseWhen(const char* option, const std::string& text) {
+  if (text.empty() || text == "auto") return When::kAuto;
+  if (text == "always") return When::kAlways;
+  if (text == "never") return When::kNever;
+  throw CommandError(kExitUsage,
+                     std::string(option) + " takes auto, always or never, not \"" + text + "\"");
+}
+
+Settings settle(Globals& globals) {
+  Settings settings = globals.settings;
+  const auto fromEnvironment = [](std::string& value, const char* name) {
+    const char* text = std::getenv(name);
+    if (value.empty() && text != nullptr) value = text;
+  };
+  fromEnvironment(settings.node, "HOQ_NODE");
+  fromEnvironment(settings.plugin, "HOQ_PLUGIN");
+  settings.progress = parseWhen("--progress", globals.progress);
+  settings.color = parseWhen("--color", globals.color);
+  if (globals.engine == "kernel")
+    throw CommandError(kExitUsage, "--engine kernel: this build carries contents in blocks only");
+  if (!globals.engine.empty() && globals.engine != "blocks")
+    throw CommandError(kExitUsage,
+                       "--engine takes blocks or kernel, not \"" + globals.engine + "\"");
+  return settings;
+}
+
+/// The arguments taken apart. What stands behind the first "--" is never an option.
+class ParsedLine {
+ public:
+  explicit ParsedLine(const std::vector<std::string>& words) : commands_(makeCommands()) {
+    const auto end = std::find(words.begin(), words.end(), "--");
+    bindAll();
+    try {
+      app_.parse(std::vector<std::string>(std::make_reverse_iterator(end),
+                                          std::make_reverse_iterator(words.begin())));
+    } catch (const CLI::ParseError& error) {
+      throw CommandError(kExitUsage, std::string(error.what()) + helpHint());
+    }
+    arguments = app_.remaining(true);
+    plain_ = arguments.size();
+    if (end != words.end()) arguments.insert(arguments.end(), end + 1, words.end());
+  }
+
+  Command* command() const {
+    const auto chosen = app_.get_subcommands();
+    if (chosen.empty()) return nullptr;
+    for (const auto& command : commands_)
+      if (chosen.front()->get_name() == command->name()) return command.get();
+    return nullptr;
+  }
+
+  /// Throws where a word is neither an option nor a command.
+  void check() const {
+    for (std::size_t i = 0; i < plain_; ++i)
+      if (arguments[i].size() > 1 && arguments[i].front() == '-') failOption(arguments[i]);
+    if (command() != nullptr) return;
+    if (arguments.empty()) throw CommandError(kExitUsage, "no command given" + helpHint());
+    std::vector<std::string> names;
+    for (const auto& command : commands_) names.push_back(command->name());
+    throw CommandError(kExitUsage, "unknown command \"" + arguments.front() + "\"" +
+                                       suggestion(arguments.front(), names) + helpHint());
+  }
+
+  std::string help() {
+    Command* chosen = command();
+    return chosen != nullptr ? commandHelp(*chosen)
+                             : programHelp(commands_, globalOptions(globals));
+  }
+
+  Globals globals;
+  std::vector<std::string> arguments;
+
+ private:
+  void bindAll() {
+    app_.set_help_flag();
+    app_.allow_extras();
+    app_.require_subcommand(0, 1);
+    addOptions(app_, globalOptions(globals));
+    for (const auto& command : commands_) {
+      CLI::App* sub = app_.add_subcommand(command->name());
+      sub->set_help_flag();
+      sub->fallthrough()->allow_extras();
+      addOptions(*sub, command->options());
+    }
+  }
+
+  [[noreturn]] void failOption(const std::string& word) const {
+    std::vector<std::string> names;
+    Globals unused;
+    addNames(names, globalOptions(unused));
+    if (command() != nullptr) addNames(names, command()->options());
+    throw CommandError(kExitUsage, "unknown option " + word + suggestion(word, names) + helpHint());
+  }
+
+  std::string helpHint() const {
+    const Command* chosen = command();
+    return std::string(" (see hoq ") +
+           (chosen != nullptr ? chosen->name() + std::string(" ") : "") + "--help)";
+  }
+
+  std::vector<std::unique_ptr<Command>> commands_;
+  CLI::App app_{"", "hoq"};
+  std::size_t plain_ = 0;  // how many of `arguments` stood before "--"
+};
+
+ExitStatus printText(const std::string& text) {
+  Output output(STDOUT_FILENO);
+  output.append(text);
+  output.flush();
+  return kExitDone;
+}
+
+ExitStatus runCommand(ParsedLine& line) {
+  Session session(settle(line.globals));
+  const ExitStatus status = line.command()->run(session, line.arguments);
+  session.finish();
+  return status;
+}
+
+ExitStatus runLine(const std::vector<std::string>& words) {
+  ParsedLine line(words);
+  if (line.globals.version)
+    return printText(std::string("hoq ") + HOQ_PROGRAM_VERSION + " (framework " +
+                     frameworkVersion() + ")\n");
+  if (line.globals.help && (line.command() != nullptr || line.arguments.empty()))
+    return printText(line.help());
+  line.check();
+  return runCommand(line);
+}
+
+}  // namespace
+
+int runCommandLine(const std::vector<std::string>& arguments) {
+  Console console(STDERR_FILENO, When::kNever);
+  try {
+    return runLine(arguments);
+  } catch (const CommandError& error) {
+    console.error(error.what());
+    return error.status;
+  } catch (const std::bad_alloc&) {
+    console.error("out of memory");
+    return kExitFailed;
+  }
+}
+
+}  // namespace HOQ::cli

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include <hoq/HOQRequestHandlerPrototype.h>
+
+namespace HOQ::cli {
+
+/// Collects what a request has to say. Touched by the request's thread, between requests by its
+/// owner; `items` may be read by any thread.
+class News : public HOQRequestHandlerPrototype {
+ public:
+  using Event = std::variant<HOQRequestErrorData, HOQRequestProgressData>;
+  using Counter = std::atomic<std::uint64_t>;
+
+  /// `itemCounter` counts the items that requests reach; not owned, outlives this object.
+  explicit News(Counter& itemCounter) : items(itemCounter) {}
+
+  void error(const HOQRequestErrorData& error) override { events.emplace_back(error); }
+  void progress(const HOQRequestProgressData& progress) override {
+    if (onProgress)
+      onProgress(progress);
+    else
+      events.emplace_back(progress);
+  }
+  void answer(const HOQMsgWriter&, const HOQRequestErrorData&) override { answered = true; }
+  void itemReached() override { items.fetch_add(1, std::memory_order_relaxed); }
+
+  /// The error texts so far, which are forgotten with everything else.
+  std::vector<std::string> takeErrors() {
+    std::vector<std::string> texts;
+    for (const Event& event : events)
+      if (const auto* record = std::get_if<HOQRequestErrorData>(&event))
+        texts.push_back(record->message);
+    events.clear();
+    answered = false;
+    return texts;
+  }
+
+  /// Takes progress records instead of their being collected. Must not throw.
+  std::function<void(const HOQRequestProgressData&)> onProgress;
+  std::vector<Event> events;
+  bool answered = false;
+  Counter& items;
+};
+
+using NewsPtr = boost::intrusive_ptr<News>;
+
+}  // namespace HOQ::cli

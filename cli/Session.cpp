@@ -1,0 +1,82 @@
+#include "Session.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+
+#include <hoq/HOQResultCodes.h>
+#include <hoq/canonizePath.h>
+
+#include "ExitStatus.h"
+
+namespace HOQ::cli {
+namespace {
+
+std::string currentDirectory() {
+  char path[PATH_MAX];
+  if (::getcwd(path, sizeof path) != nullptr) return path;
+  const int error = errno;
+  throw CommandError(kExitFailed,
+                     std::string("cannot tell the current directory: ") + std::strerror(error));
+}
+
+}  // namespace
+
+Session::Session(const Settings& settings)
+    : settings_(settings),
+      started_(std::chrono::steady_clock::now()),
+      output_(STDOUT_FILENO),
+      console_(STDERR_FILENO, settings.quiet && settings.progress == When::kAuto
+                                  ? When::kNever
+                                  : settings.progress),
+      news_(new News(items_)) {}
+
+Node& Session::node(Rights rights) {
+  if (node_) return *node_;
+  if (!settings_.node.empty())
+    throw CommandError(
+        kExitNoNode, "cannot reach " + settings_.node + ": this build serves the local node only");
+  node_ = std::make_unique<LocalNode>(settings_.plugin, rights);
+  console_.startProgress(items_);
+  return *node_;
+}
+
+const std::string& Session::directory() {
+  if (!directory_.empty()) return directory_;
+  std::string path = settings_.directory;
+  if (path.empty() || path.front() != '/') path = currentDirectory() + "/" + path;
+  if (canonizePath(path, '/') != 0)
+    throw CommandError(kExitFailed, "\"" + settings_.directory + "\", No such file or directory");
+  return directory_ = path;
+}
+
+boost::shared_ptr<HOQFiler> Session::filer(const std::string& directory) {
+  return node().filer(directory, news_);
+}
+
+void Session::reportErrors() {
+  for (const std::string& text : news_->takeErrors()) console_.error(text);
+}
+
+bool Session::showsColor() const {
+  return settings_.color == When::kAlways ||
+         (settings_.color == When::kAuto && output_.isTerminal());
+}
+
+void Session::finish() {
+  console_.stopProgress();
+  output_.flush();
+  if (!settings_.verbose || settings_.quiet) return;
+  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - started_;
+  const std::string done = summary_.empty() ? fmt::format("{} items", items_.load()) : summary_;
+  console_.line(fmt::format("{}, {:.3f} s", done, seconds.count()));
+}
+
+ExitStatus statusOf(int code) {
+  return code == 0 ? kExitDone : code == kAccessRefused ? kExitRefused : kExitFailed;
+}
+
+}  // namespace HOQ::cli

@@ -1,0 +1,33 @@
+#include "commands/Command.h"
+
+#include "commands/CallCommand.h"
+#include "commands/ChmodCommand.h"
+#include "commands/ChownCommand.h"
+#include "commands/CpCommand.h"
+#include "commands/LnCommand.h"
+#include "commands/LsCommand.h"
+#include "commands/MkdirCommand.h"
+#include "commands/MvCommand.h"
+#include "commands/ReadlinkCommand.h"
+#include "commands/RmCommand.h"
+#include "commands/StatCommand.h"
+
+namespace HOQ::cli {
+
+std::vector<std::unique_ptr<Command>> makeCommands() {
+  std::vector<std::unique_ptr<Command>> commands;
+  commands.push_back(std::make_unique<LsCommand>());
+  commands.push_back(std::make_unique<StatCommand>());
+  commands.push_back(std::make_unique<RmCommand>());
+  commands.push_back(std::make_unique<MkdirCommand>());
+  commands.push_back(std::make_unique<ChmodCommand>());
+  commands.push_back(std::make_unique<ChownCommand>());
+  commands.push_back(std::make_unique<CpCommand>());
+  commands.push_back(std::make_unique<MvCommand>());
+  commands.push_back(std::make_unique<LnCommand>());
+  commands.push_back(std::make_unique<ReadlinkCommand>());
+  commands.push_back(std::make_unique<CallCommand>());
+  return commands;
+}
+
+}  // namespace HOQ::cli

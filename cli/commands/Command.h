@@ -1,0 +1,42 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "ExitStatus.h"
+#include "Session.h"
+
+namespace HOQ::cli {
+
+/// One option of a command: `names` as in "-l,--long", and where its value goes. Without
+/// `valueName` it is a flag. A list takes one value each time the option stands.
+struct Option {
+  const char* names;
+  const char* valueName;
+  const char* help;
+  std::variant<bool*, std::string*, std::vector<std::string>*> target;
+};
+
+/// A command of the program. Made for one run.
+class Command {
+ public:
+  virtual ~Command() = default;
+
+  virtual const char* name() const = 0;
+  /// What may follow, for the usage line.
+  virtual const char* arguments() const = 0;
+  virtual const char* help() const = 0;
+  /// Text below the options, Examples last. Their lines run as they stand: "  $ hoq ...".
+  virtual std::string notes() const = 0;
+  virtual std::vector<Option> options() = 0;
+
+  /// Does the work. Throws CommandError. `arguments` are what was no option.
+  virtual ExitStatus run(Session& session, const std::vector<std::string>& arguments) = 0;
+};
+
+/// Every command, in the order of the help.
+std::vector<std::unique_ptr<Command>> makeCommands();
+
+}  // namespace HOQ::cli

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+#include "Session.h"
+
+namespace HOQ::cli {
+
+/// `full`, a resolved path, without links on its way and at its end, asked of the node link by
+/// link. What is not there, or cannot be examined, stays as it is named.
+std::string realPath(Session& session, const std::string& full);
+
+}  // namespace HOQ::cli

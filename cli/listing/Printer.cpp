@@ -1,0 +1,136 @@
+#include "listing/Printer.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "PathText.h"
+#include "listing/Columns.h"
+#include "listing/JsonLines.h"
+#include "listing/TreeDrawing.h"
+#include "output/Utf8.h"
+
+namespace HOQ::cli {
+
+void Printer::print(const std::vector<Item>& items, const std::vector<Directory>& directories) {
+  if (view_.json) return printJson(items, directories);
+  std::vector<Named> names;
+  for (const Item& item : items) names.push_back({item.record.get(), item.shown});
+  printNames(names);
+  printed_ = !names.empty();
+  const bool alone = items.empty() && directories.size() == 1;
+  for (const Directory& directory : directories) {
+    if (view_.tree && view_.longFormat) {
+      printBlocks(directory);
+      continue;
+    }
+    separate();
+    if (view_.tree) {
+      drawTree(out_, view_, directory, selection_);
+      continue;
+    }
+    if (!alone) printHeading(directory.shown);
+    printEntries(selection_.of(directory.records, true, false));
+  }
+}
+
+void Printer::printJson(const std::vector<Item>& items, const std::vector<Directory>& directories) {
+  for (const Item& item : items) writeJsonLine(out_, item.shown, *item.record);
+  for (const Directory& directory : directories)
+    writeJsonLines(out_, directory, selection_, view_.tree);
+}
+
+/// An empty line between what stands above and what comes.
+void Printer::separate() {
+  if (printed_) out_.append("\n");
+  printed_ = true;
+}
+
+void Printer::printHeading(std::string_view heading) {
+  if (view_.style.escaped)
+    out_.append(escapeForTerminal(heading));
+  else
+    out_.append(heading);
+  out_.append(":\n");
+}
+
+void Printer::printEntries(const std::vector<Entry>& entries) {
+  std::vector<Named> names;
+  names.reserve(entries.size());
+  for (const Entry& entry : entries)
+    if (entry.shown) names.push_back({entry.record, entry.record->name});
+  printNames(names);
+}
+
+void Printer::printNames(const std::vector<Named>& names) {
+  if (view_.longFormat) {
+    lines_.startBlock();
+    for (const Named& named : names) lines_.measure(*named.record);
+    for (const Named& named : names) lines_.write(out_, *named.record, named.name);
+  } else if (view_.sizes) {
+    printSizes(names);
+  } else if (out_.isTerminal()) {
+    printColumns(names);
+  } else {
+    for (const Named& named : names) {
+      appendName(out_, view_.style, *named.record, named.name);
+      out_.append("\n");
+      out_.checkpoint();
+    }
+  }
+}
+
+void Printer::printSizes(const std::vector<Named>& names) {
+  std::size_t width = 0;
+  for (const Named& named : names)
+    width = std::max(width, sizeText(named.record->size, view_.style.human).size());
+  for (const Named& named : names) {
+    fmt::format_to(std::back_inserter(out_.buffer()), "{:>{}} ",
+                   sizeText(named.record->size, view_.style.human), width);
+    appendName(out_, view_.style, *named.record, named.name);
+    out_.append("\n");
+    out_.checkpoint();
+  }
+}
+
+void Printer::printColumns(const std::vector<Named>& names) {
+  std::vector<std::size_t> cells;
+  for (const Named& named : names) cells.push_back(displayWidth(escapeForTerminal(named.name)));
+  const Columns columns = layOut(cells, out_.columns());
+  for (std::size_t row = 0; row < columns.rows; ++row) {
+    std::size_t pending = 0;  // blanks owed before the next cell
+    for (std::size_t column = 0; column < columns.widths.size(); ++column) {
+      const std::size_t i = column * columns.rows + row;
+      if (i >= names.size()) break;
+      out_.append(std::string(pending, ' '));
+      appendName(out_, view_.style, *names[i].record, names[i].name);
+      pending = columns.widths[column] - cells[i] + 2;
+    }
+    out_.append("\n");
+    out_.checkpoint();
+  }
+}
+
+/// A block for each directory of a tree, each before those below it.
+void Printer::printBlocks(const Directory& directory) {
+  struct Pending {
+    const Selection::Records* records;
+    std::string shown;
+  };
+  std::vector<Pending> pending{{&directory.records, directory.shown}};
+  while (!pending.empty()) {
+    const Pending block = std::move(pending.back());
+    pending.pop_back();
+    const auto entries = selection_.of(*block.records, true, true);
+    const auto shown = [](const Entry& entry) { return entry.shown; };
+    if (!selection_.filters() || std::any_of(entries.begin(), entries.end(), shown)) {
+      separate();
+      printHeading(block.shown);
+      printEntries(entries);
+    }
+    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry)
+      if (entry->record->type == HOQFileType::kDirectory && !isDots(entry->record->name))
+        pending.push_back({&entry->record->children, join(block.shown, entry->record->name)});
+  }
+}
+
+}  // namespace HOQ::cli

@@ -1,0 +1,350 @@
+import base64
+import grp
+import os
+import pwd
+import unittest
+
+from hoqtest import HoqTest
+
+OPERATIONS = "list, stat, search, remove, mkdir, chmod, chown, copy, move, link, readlink"
+RECORD_KEYS = ("name type permissions user uid group gid size mtime nlink linkTarget contentType "
+               "valid children").split()
+PLACEHOLDER = {"name": ".", "type": 0, "permissions": 0, "user": "", "uid": 0, "group": "",
+               "gid": 0, "size": 0, "mtime": 0, "nlink": 0, "linkTarget": "", "contentType": "",
+               "valid": 0, "children": []}
+
+
+class Call(HoqTest):
+    def setUp(self):
+        super().setUp()
+        self.make("d/", "d/f=hello", "d/e/", "d/e/g=12", "d/l -> f")
+
+    def request(self, **keys):
+        return {"cwd": self.dir, **keys}
+
+    def test_list_answers_placeholders_then_the_entries(self):
+        answer = self.call("list", self.request(paths=["d"], fields=0x7FF))
+        self.assertEqual((answer["code"], answer["events"], answer["answered"]), (0, [], True))
+        self.assertNotIn("errorText", answer)
+        records = answer["records"]
+        self.assertEqual(records[0], PLACEHOLDER)
+        self.assertEqual(records[1], {**PLACEHOLDER, "name": ".."})
+        self.assertEqual([record["name"] for record in records[2:4]], [".", ".."])
+        self.assertEqual(sorted(record["name"] for record in records[4:]), ["e", "f", "l"])
+        for record in records:
+            self.assertEqual(sorted(record), sorted(RECORD_KEYS))
+        file = next(record for record in records if record["name"] == "f")
+        status = os.stat(self.path("d/f"))
+        self.assertEqual((file["type"], file["size"], file["uid"], file["mtime"], file["valid"]),
+                         (8, 5, status.st_uid, int(status.st_mtime), 0x5FF))
+        link = next(record for record in records if record["name"] == "l")
+        self.assertEqual((link["type"], link["linkTarget"], link["valid"]), (10, "f", 0x7FF))
+
+    def test_list_nests_children_and_sums(self):
+        answer = self.call("list", self.request(paths=["d"], options=0x12))
+        directory = next(record for record in answer["records"] if record["name"] == "e")
+        self.assertEqual([record["name"] for record in directory["children"]], [".", "..", "g"])
+        self.assertEqual(directory["size"], 2)
+
+    def test_the_working_directory_is_the_requests_own(self):
+        request = {"cwd": self.dir + "/d", "paths": ["f"], "fields": 1}
+        for arguments in ([], ["-C", "/"]):
+            answer = self.call("stat", request, *arguments)
+            self.assertEqual([record["name"] for record in answer["records"]], ["f"])
+        self.assertEqual(self.call("list", {"paths": ["d"]}, "-C", "/")["code"], 0)
+
+    def test_filters_tell_none_from_an_empty_list(self):
+        names = lambda answer: [record["name"] for record in answer["records"][2:]]
+        for filters in ({}, {"filters": None}):
+            self.assertIn(".", names(self.call("list", self.request(paths=["d"], **filters))))
+        self.assertEqual(sorted(names(self.call("list", self.request(paths=["d"], filters=[])))),
+                         ["e", "f", "l"])
+        answer = self.call("list", self.request(paths=["d"], filters=[{"valid": 1, "type": 8}]))
+        self.assertEqual(sorted(names(answer)), ["e", "f"])
+
+    def test_errors_come_as_events(self):
+        answer = self.call("list", self.request(paths=["d/f", "d"]))
+        self.assertEqual(answer["code"], 0, "the last path's")
+        answer = self.call("list", self.request(paths=["d/f"]), status=1)
+        self.assertEqual(answer["code"], 2056)
+        self.assertEqual(answer["events"], [{"error": {
+            "code": -1, "message": f'"{self.dir}/d/f", Cannot list/stat non directory item'}}])
+        self.assertEqual(len(answer["records"]), 2)
+
+    def test_stat_of_what_is_missing_is_an_empty_answer(self):
+        answer = self.call("stat", self.request(paths=["d/nope"]))
+        self.assertEqual((answer["code"], answer["events"], answer["records"]), (0, [], []))
+
+    def test_no_path_is_answered_with_the_code_of_nothing_done(self):
+        answer = self.call("list", self.request(paths=[]), status=1)
+        self.assertEqual((answer["code"], answer["answered"], answer["records"]), (-1, True, []))
+
+    def test_stat_of_the_root(self):
+        answer = self.call("stat", {"cwd": "/", "paths": [""], "fields": 1})
+        self.assertEqual([record["type"] for record in answer["records"]], [4])
+
+    def test_search_is_not_provided(self):
+        answer = self.call("search", self.request(paths=["d"], pattern="f", limit=3), status=1)
+        self.assertEqual(answer, {"code": 424, "events": []})
+
+    def test_remove_and_mkdir_change_things(self):
+        request = self.request(paths=["n/a/b", "n/c"], options=2, mode=0o40700)
+        self.assertEqual(self.call("mkdir", request), {"code": 0, "events": []})
+        self.assertEqual(os.stat(self.path("n/c")).st_mode & 0o777, 0o755, "mode is ignored")
+        request = self.request(paths=["n"], options=2)
+        self.assertEqual(self.call("remove", request), {"code": 0, "events": []})
+        self.assertFalse(self.exists("n"))
+        answer = self.call("remove", self.request(paths=["d/f", "d/nope", "d/l"]), status=1)
+        self.assertEqual(answer["code"], 2056)
+        self.assertEqual(len(answer["events"]), 1)
+        self.assertFalse(self.exists("d/f"))
+        self.assertTrue(self.exists("d/l"), "what follows a failed path stays")
+
+    def test_credentials_do_not_change_what_is_answered(self):
+        credentials = {"name": "n", "uid": 65534, "gid": 65534, "groups": ["g"], "gids": [1],
+                       "umask": 0}
+        answer = self.call("stat", self.request(paths=["d/f"], credentials=credentials, fields=1))
+        self.assertEqual(len(answer["records"]), 1)
+
+    def test_refused_rights_answer_414_and_nothing_happens(self):
+        paths = ["d/f"]
+        cases = [
+            ("list", {}, {"both": 0, "read": 0, "change": 4, "none": 4}),
+            ("stat", {}, {"both": 0, "read": 0, "change": 4, "none": 4}),
+            ("search", {"pattern": ""}, {"both": 1, "read": 1, "change": 4, "none": 4}),
+            ("mkdir", {}, {"read": 4, "none": 4}),
+            ("remove", {}, {"read": 4, "none": 4, "change": 0}),
+        ]
+        for operation, more, statuses in cases:
+            for rights, status in statuses.items():
+                with self.subTest(operation=operation, rights=rights):
+                    target = {"list": ["d"], "mkdir": ["new"]}.get(operation, paths)
+                    answer = self.call(operation, self.request(paths=target, **more), "--rights",
+                                       rights, status=status)
+                    self.assertEqual(answer["code"] == 414, status == 4)
+                    if status == 4:
+                        self.assertEqual(answer["events"], [])
+                        if operation in ("list", "stat"):
+                            self.assertEqual((answer["answered"], answer["records"]), (False, []))
+                        self.assertTrue(self.exists("d/f"))
+                        self.assertFalse(self.exists("new"))
+
+    def test_names_that_are_not_utf8_go_both_ways(self):
+        name = b"d/\xff\x80"
+        with open(self.path(name), "wb"):
+            pass
+        encoded = {"base64": base64.b64encode(name).decode()}
+        answer = self.call("stat", self.request(paths=[encoded]))
+        self.assertEqual(answer["records"][0]["name"], encoded)
+        self.assertEqual(self.call("remove", self.request(paths=[encoded]))["code"], 0)
+        answer = self.call("remove", self.request(paths=[encoded]), status=1)
+        self.assertIn("base64", answer["events"][0]["error"]["message"])
+
+    def test_a_large_tree_is_streamed(self):
+        os.mkdir(self.path("wide"))
+        for number in range(5000):
+            with open(self.path(f"wide/file{number}"), "wb"):
+                pass
+        answer = self.call("list", self.request(paths=["wide"], fields=0x7FF))
+        self.assertEqual(len(answer["records"]), 5004)
+
+
+class Changes(HoqTest):
+    """Operations that change modes, owners, places and links."""
+
+    def setUp(self):
+        super().setUp()
+        self.make("d/", "d/f=hello", "d/l -> f", "g=old")
+
+    def ask(self, operation, *arguments, status=0, **keys):
+        return self.call(operation, {"cwd": self.dir, **keys}, *arguments, status=status)
+
+    def mode(self, name):
+        return os.stat(self.path(name)).st_mode & 0o7777
+
+    def test_chmod(self):
+        self.assertEqual(self.ask("chmod", paths=["d/f"], mode=0o4751), {"code": 0, "events": []})
+        self.assertEqual(self.mode("d/f"), 0o4751)
+        self.ask("chmod", paths=["d"], mode=0o700, options=2)
+        self.assertEqual((self.mode("d"), self.mode("d/f")), (0o700, 0o700))
+        answer = self.ask("chmod", paths=["nope", "g"], mode=0, status=1)
+        self.assertEqual((answer["code"], len(answer["events"])), (2056, 1))
+        self.assertNotEqual(self.mode("g"), 0, "what follows a failed path stays")
+
+    def test_chown_takes_names_or_ids(self):
+        uid, gid = os.geteuid(), os.getegid()
+        user = pwd.getpwuid(uid).pw_name
+        for owner in ({"user": user, "group": ""}, {"uid": uid, "gid": gid},
+                      {"user": user, "group": grp.getgrgid(gid).gr_name},
+                      {"uid": 4294967295, "gid": 4294967295}):
+            with self.subTest(owner=owner):
+                self.assertEqual(self.ask("chown", paths=["d"], options=2, **owner),
+                                 {"code": 0, "events": []})
+        answer = self.ask("chown", paths=["g"], user="no-such-user", group="", status=1)
+        self.assertEqual((answer["code"], len(answer["events"])), (-1, 1))
+        if uid == 0:
+            self.ask("chown", paths=["g"], uid=4294967294, gid=7)
+            status = os.stat(self.path("g"))
+            self.assertEqual((status.st_uid, status.st_gid), (4294967294, 7))
+
+    def test_copy_tells_of_each_item_before_it_is_touched(self):
+        answer = self.ask("copy", paths=["d"], destination="new", options=2)
+        self.assertEqual(answer["code"], 0)
+        self.assertEqual(answer["events"][0], {"progress": {
+            "status": self.dir + "/d", "operation": "", "percent": 0, "parameters": {}}})
+        self.assertEqual(sorted(event["progress"]["status"] for event in answer["events"]),
+                         [self.dir + name for name in ("/d", "/d/f", "/d/l")])
+        self.assertEqual(os.readlink(self.path("new/l")), b"f")
+
+    def test_copy_and_move_keep_their_bare_rules(self):
+        self.assertEqual(self.ask("copy", paths=["d"], destination="empty")["code"], 0)
+        self.assertEqual(os.listdir(self.path("empty")), [], "not recursive: the directory alone")
+        for operation in ("copy", "move"):
+            answer = self.ask(operation, paths=["d/f"], destination="g", status=1)
+            self.assertEqual((answer["code"], answer["events"][-1]), (2056, {"error": {
+                "code": 2055, "message": f'Can\'t overwrite "{self.dir}/g" with "{self.dir}/d/f" '
+                "file exists"}}))
+            answer = self.ask(operation, paths=["d/f", "d/l"], destination="g", status=1)
+            self.assertEqual((answer["code"], answer["events"]), (-1, [{"error": {
+                "code": -1, "message": f"Target '{self.dir}/g' is not directory"}}]))
+        self.assertEqual(self.ask("move", paths=["d/f"], destination="g", options=1)["code"], 0)
+        self.assertFalse(self.exists("d/f"))
+        self.assertEqual(self.ask("move", paths=["d"], destination="moved"),
+                         {"code": 0, "events": []}, "renamed as a whole, untold")
+
+    def test_link_and_readlink(self):
+        self.assertEqual(self.ask("link", target="d/../g", name="h"), {"code": 0, "events": []})
+        self.assertTrue(os.path.samefile(self.path("g"), self.path("h")))
+        self.assertEqual(self.ask("link", target="a/b", name="s", options=64)["code"], 0)
+        self.assertEqual(self.ask("readlink", path="s"),
+                         {"code": 0, "events": [], "target": self.dir + "/a/b"})
+        answer = self.ask("link", target="g", name="h", status=1)
+        self.assertEqual(answer, {"code": -1, "events": [{"error": {
+            "code": -1, "message": '"g", File exists'}}]})
+        answer = self.ask("readlink", path="g", status=1)
+        self.assertEqual(answer, {"code": -1, "target": "", "events": [{"error": {
+            "code": -1, "message": '"g", Invalid argument'}}]})
+        os.symlink(b"\xff", self.path("odd"))
+        self.assertEqual(self.ask("readlink", path="odd")["target"], {"base64": "/w=="})
+
+    def test_refused_rights_answer_414_and_nothing_happens(self):
+        rows = [("chmod", {"paths": ["g"], "mode": 0}),
+                ("copy", {"paths": ["g"], "destination": "n"}),
+                ("chown", {"paths": ["g"], "uid": 1, "gid": 1}),
+                ("chown", {"paths": ["g"], "user": "root", "group": ""}),
+                ("move", {"paths": ["g"], "destination": "n"}),
+                ("link", {"target": "g", "name": "n"})]
+        for operation, keys in rows:
+            for rights in ("read", "none"):
+                with self.subTest(operation=operation, rights=rights):
+                    answer = self.ask(operation, "--rights", rights, status=4, **keys)
+                    self.assertEqual(answer, {"code": 414, "events": []})
+                    self.assertEqual(sorted(os.listdir(self.dir)), ["d", "g"])
+        for rights, status in (("read", 0), ("both", 0), ("change", 4), ("none", 4)):
+            answer = self.ask("readlink", "--rights", rights, status=status, path="d/l")
+            self.assertEqual((answer["code"], answer["target"]),
+                             (0, "f") if status == 0 else (414, ""))
+
+
+class BadInput(HoqTest):
+    """What is not understood: status 2, one line on standard error, nothing done."""
+
+    ROWS = [
+        # operation, request
+        ("remove", ""),
+        ("remove", "{"),
+        ("remove", "[]"),
+        ("remove", "null"),
+        ("remove", '{"paths": ["f"]} {}'),
+        ("remove", '{"paths": ["f"],}'),
+        ("remove", "{}"),
+        ("remove", '{"path": ["f"]}'),
+        ("remove", '{"paths": ["f"], "fields": 1}'),
+        ("remove", '{"paths": ["f"], "paths": ["f"]}'),
+        ("remove", '{"paths": "f"}'),
+        ("remove", '{"paths": ["f", 1]}'),
+        ("remove", '{"paths": ["f", null]}'),
+        ("remove", '{"paths": ["f", "a\\u0000b"]}'),
+        ("remove", '{"paths": ["f", {"base64": "AA=="}]}'),
+        ("remove", '{"paths": ["f", {"base64": "Zg"}]}'),
+        ("remove", '{"paths": ["f", {"base64": "Zg==", "x": 1}]}'),
+        ("remove", '{"paths": ["f"], "options": "2"}'),
+        ("remove", '{"paths": ["f"], "options": 2.0}'),
+        ("remove", '{"paths": ["f"], "options": null}'),
+        ("remove", '{"paths": ["f"], "options": 2147483648}'),
+        ("remove", '{"paths": ["f"], "cwd": 1}'),
+        ("remove", '{"paths": ["f"], "cwd": "a\\u0000"}'),
+        ("remove", '{"paths": ["f"], "credentials": null}'),
+        ("remove", '{"paths": ["f"], "credentials": {"uid": -1}}'),
+        ("remove", '{"paths": ["f"], "credentials": {"shell": "x"}}'),
+        ("list", '{"paths": ["."], "fields": -1}'),
+        ("list", '{"paths": ["."], "filters": {}}'),
+        ("list", '{"paths": ["."], "filters": [{"size": 1}]}'),
+        ("list", '{"paths": ["."], "filters": [{"uid": 4294967296}]}'),
+        ("stat", '{"paths": ["."], "filters": []}'),
+        ("search", '{"paths": ["."]}'),
+        ("search", '{"paths": ["."], "pattern": "x", "limit": 9223372036854775808}'),
+        ("mkdir", '{"paths": ["new"], "mode": null}'),
+        ("mkdir", '{"paths": ["new"], "mode": 4294967295}'),
+        ("chmod", '{"paths": ["f"]}'),
+        ("chmod", '{"paths": ["f"], "mode": "755"}'),
+        ("chmod", '{"paths": ["f"], "mode": 2147483648}'),
+        ("chmod", '{"paths": ["f"], "mode": 0, "user": "root"}'),
+        ("chown", '{"paths": ["f"]}'),
+        ("chown", '{"paths": ["f"], "user": "root"}'),
+        ("chown", '{"paths": ["f"], "group": "root"}'),
+        ("chown", '{"paths": ["f"], "uid": 0}'),
+        ("chown", '{"paths": ["f"], "gid": 0}'),
+        ("chown", '{"paths": ["f"], "user": "root", "gid": 0}'),
+        ("chown", '{"paths": ["f"], "uid": 0, "group": "root"}'),
+        ("chown", '{"paths": ["f"], "user": "root", "group": "", "uid": 0, "gid": 0}'),
+        ("chown", '{"paths": ["f"], "user": 0, "group": 0}'),
+        ("chown", '{"paths": ["f"], "uid": -1, "gid": 0}'),
+        ("chown", '{"paths": ["f"], "uid": 0, "gid": 4294967296}'),
+        ("chown", '{"paths": ["f"], "uid": 0.0, "gid": 0}'),
+        ("copy", '{"paths": ["f"]}'),
+        ("copy", '{"paths": ["f"], "destination": ["g"]}'),
+        ("copy", '{"paths": ["f"], "destination": null}'),
+        ("copy", '{"paths": "f", "destination": "g"}'),
+        ("copy", '{"paths": ["f"], "destination": "g\\u0000"}'),
+        ("move", '{"destination": "g"}'),
+        ("move", '{"paths": ["f"], "destination": "g", "mode": 0}'),
+        ("link", '{"target": "f"}'),
+        ("link", '{"name": "g"}'),
+        ("link", '{"target": "f", "name": 1}'),
+        ("link", '{"target": "f", "name": "g", "paths": []}'),
+        ("readlink", '{"paths": ["f"]}'),
+        ("readlink", '{"path": 1}'),
+        ("readlink", '{"path": "f", "target": ""}'),
+        ("chop", '{"paths": ["f"]}'),
+    ]
+
+    def test_nothing_is_done(self):
+        self.make("f")
+        for operation, request in self.ROWS:
+            with self.subTest(operation=operation, request=request):
+                result = self.hoq("call", operation, stdin=request.encode())
+                self.assertEqual((result.status, result.out), (2, b""), result)
+                self.assertEqual(result.err.count(b"\n"), 1, result)
+                self.assertTrue(result.err.startswith(b"hoq: "), result)
+                self.assertEqual(os.listdir(self.dir), ["f"])
+
+    def test_bytes_that_are_not_utf8_are_refused_readably(self):
+        result = self.hoq("call", "remove", stdin=b'{"paths": ["\xff"]}')
+        self.assertEqual((result.status, result.out), (2, b""), result)
+        result.err.decode("ascii")
+
+    def test_the_operation_is_one(self):
+        for arguments in ([], ["list", "stat"]):
+            self.assert_fails(self.hoq("call", *arguments), 2,
+                              f"call takes one operation: {OPERATIONS}")
+        self.assert_fails(self.hoq("call", "lst"), 2,
+                          f'unknown operation "lst"; there are {OPERATIONS}')
+
+    def test_rights_are_known_words(self):
+        self.assert_fails(self.hoq("call", "list", "--rights", "write"), 2,
+                          '--rights takes both, read, change or none, not "write"')
+
+
+if __name__ == "__main__":
+    unittest.main()
