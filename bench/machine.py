@@ -1,0 +1,44 @@
+"""What figures depend on besides the programs: the machine, the file system, the tools."""
+
+import datetime
+import os
+import platform
+import re
+import subprocess
+
+
+def describe(place):
+    """The facts as a dictionary of short texts; what cannot be found out is "?"."""
+    return {
+        "date": datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC"),
+        "processor": _search("/proc/cpuinfo", r"model name\s*: (.*)"),
+        "cores": str(len(os.sched_getaffinity(0))),
+        "memory": f"{os.sysconf('SC_PHYS_PAGES') * os.sysconf('SC_PAGE_SIZE') / 2**30:.1f} GiB",
+        "kernel": f"{platform.system()} {platform.release()}",
+        "system": _search("/etc/os-release", r'PRETTY_NAME="(.*)"'),
+        "file system": _file_system(place),
+        "load before": " ".join(f"{load:.2f}" for load in os.getloadavg()),
+        "tools": ", ".join(_version(tool) for tool in ("ls", "find", "du", "rm")),
+    }
+
+
+def _search(path, pattern):
+    try:
+        with open(path) as file:
+            found = re.search(pattern, file.read())
+    except OSError:
+        return "?"
+    return found.group(1).strip() if found else "?"
+
+
+def _file_system(place):
+    """Type and options of the mount that the place is on."""
+    done = subprocess.run(["findmnt", "-n", "-o", "FSTYPE,OPTIONS", "-T", place],
+                          capture_output=True, text=True)
+    return " ".join(done.stdout.split()) or "?"
+
+
+def _version(tool):
+    done = subprocess.run([tool, "--version"], capture_output=True, text=True,
+                          env={**os.environ, "LC_ALL": "C"})
+    return done.stdout.split("\n")[0] or tool

@@ -1,0 +1,222 @@
+"""Runs the rows' commands and takes their figures."""
+
+import json
+import os
+import shutil
+import statistics
+import subprocess
+import tempfile
+from collections import namedtuple
+
+import corpus
+
+# One run: seconds, seconds of processor time, KiB.
+Sample = namedtuple("Sample", "wall cpu peak")
+
+
+class Failed(Exception):
+    """A command that did not do its job, so that its time means nothing."""
+
+
+class Bench:
+    """What all rows share: the program, the trees, and how a command is run.
+
+    Every command prints to /dev/null, finds its tree in the page cache (a run that is not counted
+    comes first), and runs in the C locale.
+    """
+
+    def __init__(self, hoq, measurer, place, scale=1.0, rounds=5):
+        self.hoq = hoq
+        self.measurer = measurer
+        self.place = place
+        self.scale = scale
+        self.rounds = rounds
+        self.copy = os.path.join(place, "copy")
+        self.new = os.path.join(place, "new")
+        # Another file system, where the machine has one in memory; else rows over it fail.
+        self.across = f"/dev/shm/hoq-bench-{os.getpid()}"
+        self.environment = {**os.environ, "LC_ALL": "C", "TZ": "UTC"}
+        self.trees = {}
+
+    def tree(self, name):
+        if name not in self.trees:
+            self.trees[name] = corpus.obtain(self.place, name, self.scale)
+        return self.trees[name]
+
+    def paths(self, name):
+        tree = self.tree(name)
+        return {"hoq": self.hoq, "tree": tree.path, "copy": self.copy, "new": self.new,
+                "across": self.across, "file": corpus.first_file(tree.path)}
+
+    def run(self, command, times=1, stdin=""):
+        """The samples of `times` runs in turn."""
+        read, write = os.pipe()
+        with tempfile.TemporaryFile() as given, os.fdopen(read) as results:
+            given.write(stdin.encode())
+            given.seek(0)
+            try:
+                process = subprocess.run(
+                    [self.measurer, str(write), str(times), *command], pass_fds=(write,),
+                    stdin=given, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                    env=self.environment)
+            finally:
+                os.close(write)
+            lines = [list(map(int, line.split())) for line in results]
+        failed = [status for *_, status in lines if status != 0]
+        if process.returncode != 0 or failed or len(lines) != times:
+            raise Failed(f"{' '.join(command)}: status {failed or process.returncode}: "
+                         + process.stderr.decode(errors="replace").strip()[:300])
+        return [Sample(wall / 1e9, (user + system) / 1e9, peak)
+                for wall, user, system, peak, _ in lines]
+
+    def clear(self):
+        """Removes what runs have made."""
+        for made in (self.copy, self.new, self.across):
+            corpus.discard(made)
+
+    def prepare_copy(self, tree):
+        """A fresh copy at {copy}, with nothing of it left to be written."""
+        corpus.discard(self.copy)
+        subprocess.run(["cp", "-a", tree.path, self.copy], check=True)
+        os.sync()
+
+
+def fill(command, paths):
+    """The command with its placeholders replaced; other braces are left alone."""
+    words = []
+    for word in command:
+        for name, path in paths.items():
+            word = word.replace("{" + name + "}", path)
+        words.append(word)
+    return words
+
+
+def measure_row(bench, row):
+    """The row's results, one for each tool that it is measured against."""
+    paths = bench.paths(row.tree)
+    tree = bench.tree(row.tree)
+    contenders = [(row.command, row.lines)]
+    missing = [other for other in row.others if shutil.which(other.command[0]) is None]
+    present = [other for other in row.others if other not in missing]
+    contenders += [(other.command, other.lines) for other in present]
+
+    for command, lines in contenders:
+        _warm_up(bench, fill(command, paths), lines, tree)
+    figures = [[] for _ in contenders]
+    for _ in range(bench.rounds):
+        for (command, _), samples in zip(contenders, figures):
+            samples.append(_one_round(bench, row, command, paths))
+    ours, *theirs = figures
+    return ([_result(row, other, tree.entries, ours, samples)
+             for other, samples in zip(present, theirs)],
+            [f"{row.job}: {other.label} is not installed" for other in missing])
+
+
+def _uses(command, name):
+    return any("{" + name + "}" in word for word in command)
+
+
+def _warm_up(bench, command, lines, tree):
+    if {bench.copy, bench.new, bench.across} & set(command):
+        return  # it needs its places prepared; making a copy reads the tree as well
+    try:
+        done = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, env=bench.environment)
+    except OSError as error:
+        raise Failed(f"{' '.join(command)}: {error}") from error
+    if done.returncode != 0:
+        raise Failed(f"{' '.join(command)}: status {done.returncode}: "
+                     + done.stderr.decode(errors="replace").strip()[:300])
+    printed = done.stdout.count(b"\n")
+    if lines is not None and printed != tree.entries + lines:
+        raise Failed(f"{' '.join(command)}: {printed} lines for {tree.entries} entries")
+
+
+def _one_round(bench, row, command, paths):
+    """The round's figure: the median of its runs."""
+    if _uses(command, "copy"):
+        bench.prepare_copy(bench.tree(row.tree))
+    for name in ("new", "across"):
+        if _uses(command, name):
+            corpus.discard(paths[name])
+            os.sync()
+    samples = bench.run(fill(command, paths), row.times)
+    if row.verify and not row.verify(paths):
+        raise Failed(f"{' '.join(fill(command, paths))}: the job was not done")
+    return Sample(*(statistics.median(figure) for figure in zip(*samples)))
+
+
+def _result(row, other, entries, ours, theirs):
+    ratios = [a.wall / b.wall for a, b in zip(ours, theirs)]
+    extra_ms = [(a.wall - b.wall) * 1000 for a, b in zip(ours, theirs)]
+    in_ms = other.extra_ms is not None
+    figures = extra_ms if in_ms else ratios
+    return {
+        "job": row.job, "against": other.label, "unit": "ms" if in_ms else "ratio",
+        "figure": statistics.median(figures), "lowest": min(figures), "highest": max(figures),
+        "aim": other.extra_ms if in_ms else other.ratio,
+        "ratio": statistics.median(ratios),
+        "entries": entries, "ours": _summary(ours), "other": _summary(theirs),
+    }
+
+
+def _summary(samples):
+    walls = [sample.wall for sample in samples]
+    median = statistics.median(walls)
+    return {
+        "seconds": median,
+        "spread": (max(walls) - min(walls)) / median,
+        "cpu_seconds": statistics.median(sample.cpu for sample in samples),
+        "peak_kib": max(sample.peak for sample in samples),
+        "rounds": walls,
+    }
+
+
+def measure_memory(bench, probe):
+    """Peak memory of the command, and what each entry adds to that of an empty directory."""
+    peaks = []
+    for name in (probe.tree, "empty"):
+        paths = bench.paths(name)
+        request = probe.request and {**probe.request, "paths": fill(probe.request["paths"], paths)}
+        samples = [bench.run(fill(probe.command, paths), stdin=json.dumps(request))[0]
+                   for _ in range(3)]
+        peaks.append(statistics.median(sample.peak for sample in samples))
+    entries = bench.tree(probe.tree).entries
+    return {"job": probe.job, "entries": entries, "peak_kib": peaks[0], "empty_kib": peaks[1],
+            "bytes_per_entry": (peaks[0] - peaks[1]) * 1024 / entries,
+            "aim": probe.bytes_per_entry}
+
+
+def measure_calls(bench, probe):
+    """System calls of the command per entry, and the three most frequent of them."""
+    paths = bench.paths(probe.tree)
+    if _uses(probe.command, "copy"):
+        bench.prepare_copy(bench.tree(probe.tree))
+    corpus.discard(bench.new)
+    with tempfile.NamedTemporaryFile("r") as counts:
+        subprocess.run(["strace", "-f", "-c", "-o", counts.name, *fill(probe.command, paths)],
+                       check=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                       env=bench.environment)
+        calls = parse_counts(counts)
+    entries = bench.tree(probe.tree).entries
+    most = sorted(calls.items(), key=lambda call: -call[1])[:3]
+    return {"job": probe.job, "entries": entries, "per_entry": sum(calls.values()) / entries,
+            "chiefly": {name: count / entries for name, count in most}}
+
+
+def parse_counts(lines):
+    """The calls by name from what strace -c prints: share, seconds, µs a call, calls, ..., name."""
+    calls = {}
+    for line in lines:
+        words = line.split()
+        if len(words) >= 5 and words[0][0].isdigit() and words[-1] != "total":
+            calls[words[-1]] = int(words[3])
+    return calls
+
+
+def strace_works():
+    """Whether processes may be traced here; many containers do not allow it."""
+    if shutil.which("strace") is None:
+        return False
+    return subprocess.run(["strace", "-f", "-c", "-o", os.devnull, "true"],
+                          stderr=subprocess.DEVNULL).returncode == 0

@@ -1,0 +1,146 @@
+"""What is measured: one entry of a table each. A new row is a new entry.
+
+Commands are templates. {hoq} is the program under test; {tree} a tree of corpus.MAKERS, {file} one
+file in it, {copy} a copy of it that is made, outside the timing, for each single run; {new} a place
+beside it where nothing is, {across} one on another file system.
+"""
+
+import os
+from dataclasses import dataclass
+from typing import Callable, Optional
+
+
+@dataclass(frozen=True)
+class Other:
+    """A tool to measure against, and how we want to compare with it."""
+
+    command: tuple
+    name: str = ""  # by default the command's first word
+    ratio: Optional[float] = None  # aim: our time / its time, at most
+    extra_ms: Optional[float] = None  # aim instead: our time - its time, at most
+    lines: Optional[int] = None  # lines it prints, less the entries of the tree
+
+    @property
+    def label(self):
+        return self.name or self.command[0]
+
+
+@dataclass(frozen=True)
+class Row:
+    """One job of hoq and the tools measured in turn with it."""
+
+    job: str
+    tree: str
+    command: tuple
+    others: tuple
+    times: int = 1  # runs in a round; for jobs too short to be timed once
+    lines: Optional[int] = None  # as in Other: proves that both did the job
+    verify: Optional[Callable[[dict], bool]] = None  # asked after each run
+
+
+@dataclass(frozen=True)
+class Memory:
+    """Peak memory per entry: with the tree's entries, less that with an empty directory."""
+
+    job: str
+    tree: str
+    command: tuple
+    request: Optional[dict] = None  # given as JSON on standard input
+    bytes_per_entry: Optional[int] = None  # aim
+
+
+@dataclass(frozen=True)
+class Calls:
+    """System calls per entry."""
+
+    job: str
+    tree: str
+    command: tuple
+
+
+def _gone(paths):
+    return not os.path.lexists(paths["copy"])
+
+
+def _count(path):
+    return sum(len(names) + len(files) for _, names, files in os.walk(path))
+
+
+def _copied(paths):
+    return _count(paths["new"]) == _count(paths["tree"])
+
+
+def _copied_file(paths):
+    return os.path.getsize(paths["new"]) == os.path.getsize(paths["file"])
+
+
+def _moved_across(paths):
+    return _gone(paths) and _count(paths["across"]) == _count(paths["tree"])
+
+
+# Whoever runs this may give the files to itself.
+OWNER = f"+{os.getuid()}:+{os.getgid()}"
+
+# The fields that hoq's records have, with the owner as numbers and with names as well.
+_FIND_NUMBERS = ("find", "{tree}", "-printf", r"%p\t%y\t%m\t%U\t%G\t%s\t%T@\t%n\t%l\n")
+_FIND_NAMES = ("find", "{tree}", "-printf", r"%p\t%y\t%m\t%u\t%U\t%g\t%G\t%s\t%T@\t%n\t%l\n")
+
+ROWS = (
+    Row("list a tree, long", "small", ("{hoq}", "ls", "-lR", "{tree}"),
+        (Other(("ls", "-lUR", "{tree}"), "ls -lUR", ratio=0.7),)),
+    Row("list a tree, JSON", "small", ("{hoq}", "ls", "-R", "--json", "{tree}"),
+        (Other(_FIND_NUMBERS, "find -printf, ids", ratio=1.5, lines=1),
+         Other(_FIND_NAMES, "find -printf, names", ratio=0.4, lines=1),
+         Other(("bfs", *_FIND_NUMBERS[1:]), "bfs -printf, ids", lines=1)),
+        lines=0),
+    Row("list a source tree, long", "source", ("{hoq}", "ls", "-lR", "{tree}"),
+        (Other(("ls", "-lUR", "{tree}"), "ls -lUR"),), times=5),
+    Row("list a chain, long", "deep", ("{hoq}", "ls", "-lR", "{tree}"),
+        (Other(("ls", "-lUR", "{tree}"), "ls -lUR"),), times=20),
+    Row("list a wide directory, long", "wide", ("{hoq}", "ls", "-l", "{tree}"),
+        (Other(("ls", "-lU", "{tree}"), "ls -lU"),)),
+    Row("sizes of directories", "small", ("{hoq}", "ls", "-s", "{tree}"),
+        (Other(("du", "--apparent-size", "-d1", "{tree}"), "du --apparent-size", ratio=1.2),)),
+    Row("remove a tree", "fewer", ("{hoq}", "rm", "-r", "{copy}"),
+        (Other(("rm", "-rf", "{copy}"), "rm -rf", ratio=1.2),), verify=_gone),
+    Row("copy a tree of small files", "small", ("{hoq}", "cp", "-R", "{tree}", "{new}"),
+        (Other(("cp", "-a", "{tree}", "{new}"), "cp -a", ratio=1.5),
+         Other(("rsync", "-a", "{tree}/", "{new}"), "rsync -a")), verify=_copied),
+    Row("copy a source tree", "source", ("{hoq}", "cp", "-R", "{tree}", "{new}"),
+        (Other(("cp", "-a", "{tree}", "{new}"), "cp -a", ratio=1.5),
+         Other(("rsync", "-a", "{tree}/", "{new}"), "rsync -a")), verify=_copied),
+    Row("copy a file of 1 GiB", "big", ("{hoq}", "cp", "{file}", "{new}"),
+        (Other(("cp", "{file}", "{new}")),), verify=_copied_file),
+    Row("move a tree, same file system", "fewer", ("{hoq}", "mv", "{copy}", "{new}"),
+        (Other(("mv", "{copy}", "{new}")),), verify=_gone),
+    Row("move a tree to another file system", "fewer", ("{hoq}", "mv", "{copy}", "{across}"),
+        (Other(("mv", "{copy}", "{across}")),), verify=_moved_across),
+    Row("change modes", "fewer", ("{hoq}", "chmod", "-R", "755", "{copy}"),
+        (Other(("chmod", "-R", "755", "{copy}"), "chmod -R", ratio=1.3),)),
+    Row("change owners", "fewer", ("{hoq}", "chown", "-R", OWNER, "{copy}"),
+        (Other(("chown", "-R", OWNER, "{copy}"), "chown -R", ratio=1.3),)),
+    Row("start, and stat of a file", "source", ("{hoq}", "stat", "{file}"),
+        (Other(("stat", "{file}"), extra_ms=5),), times=100),
+)
+
+# Everything of a record but the content type, which takes a process for each file.
+_EVERY_CHEAP_FIELD = 0x7FF
+
+MEMORY = (
+    Memory("call list", "wide", ("{hoq}", "call", "list"),
+           request={"paths": ["{tree}"], "fields": _EVERY_CHEAP_FIELD}),
+    Memory("ls -l", "wide", ("{hoq}", "ls", "-l", "{tree}")),
+    Memory("ls --json", "wide", ("{hoq}", "ls", "--json", "{tree}")),
+    Memory("ls -lU, the other one", "wide", ("ls", "-lU", "{tree}")),
+)
+
+CALLS = (
+    Calls("hoq ls -lR", "small", ("{hoq}", "ls", "-lR", "{tree}")),
+    Calls("ls -lUR", "small", ("ls", "-lUR", "{tree}")),
+    Calls("hoq ls -R --json", "small", ("{hoq}", "ls", "-R", "--json", "{tree}")),
+    Calls("find -printf, ids", "small", _FIND_NUMBERS),
+    Calls("hoq ls -s", "small", ("{hoq}", "ls", "-s", "{tree}")),
+    Calls("du --apparent-size", "small", ("du", "--apparent-size", "-d1", "{tree}")),
+    Calls("hoq rm -r", "fewer", ("{hoq}", "rm", "-r", "{copy}")),
+    Calls("rm -rf", "fewer", ("rm", "-rf", "{copy}")),
+)

@@ -1,0 +1,123 @@
+"""Measures hoq side by side with the tools that one would use instead. See scripts/bench."""
+
+import argparse
+import json
+import os
+import re
+import sys
+import tempfile
+from functools import partial
+
+import corpus
+import machine
+import measure
+import report
+import rows
+
+FORMAT = 1  # of the results in JSON
+
+
+def parse(arguments):
+    parser = argparse.ArgumentParser(
+        prog="scripts/bench", description=__doc__.split(".")[0] + ".",
+        epilog="compare OLD.json: measure, then show what changed since OLD.json was written;"
+               " compare OLD.json NEW.json: without measuring. Ends with 1 when a row regressed.")
+    parser.add_argument("compare", nargs="*", metavar="compare OLD.json [NEW.json]",
+                        help="show what changed")
+    parser.add_argument("--rounds", type=int, default=5, metavar="N",
+                        help="rounds, of one run of each program (default: %(default)s)")
+    parser.add_argument("--only", default="", metavar="PATTERN",
+                        help="only what matches the regular expression; what is measured is told"
+                             " as it is: 'memory: ls -l'")
+    parser.add_argument("--json", metavar="FILE", help="write the results there as well")
+    parser.add_argument("--scale", type=float, default=1.0, metavar="X",
+                        help="size of the trees, for trying things out (default: %(default)s)")
+    parser.add_argument("--build", required=True, help=argparse.SUPPRESS)
+    chosen = parser.parse_args(arguments)
+    if chosen.compare and (chosen.compare[0] != "compare" or len(chosen.compare) not in (2, 3)):
+        parser.error("expected nothing, or: compare OLD.json [NEW.json]")
+    if chosen.rounds < 1 or chosen.scale <= 0:
+        parser.error("--rounds and --scale must be above 0")
+    return chosen
+
+
+def jobs(bench, results):
+    """(what it is called, the function that measures it) for every entry of the tables."""
+    def compare(row):
+        taken, missing = measure.measure_row(bench, row)
+        results["rows"].extend(taken)
+        results["not_measured"].extend(missing)
+
+    for row in rows.ROWS:
+        against = ", ".join(other.label for other in row.others)
+        yield f"{row.job}: against {against}", partial(compare, row)
+    for probe in rows.MEMORY:
+        yield (f"memory: {probe.job}",
+               lambda probe=probe: results["memory"].append(measure.measure_memory(bench, probe)))
+    if not measure.strace_works():
+        results["not_measured"].append("system calls: strace cannot trace here")
+        return
+    for probe in rows.CALLS:
+        yield (f"calls: {probe.job}",
+               lambda probe=probe: results["calls"].append(measure.measure_calls(bench, probe)))
+
+
+def measure_all(bench, only):
+    """The results of every job that matches. One that fails is told, the others go on."""
+    results = {"format": FORMAT, "machine": machine.describe(bench.place), "rounds": bench.rounds,
+               "scale": bench.scale, "rows": [], "memory": [], "calls": [], "not_measured": []}
+    failures = 0
+    for name, take in jobs(bench, results):
+        if not re.search(only, name):
+            continue
+        print(name, file=sys.stderr, flush=True)
+        try:
+            take()
+        except measure.Failed as failure:
+            failures += 1
+            results["not_measured"].append(f"{name}: FAILED: {failure}")
+    return results, failures
+
+
+def load(path):
+    with open(path) as file:
+        results = json.load(file)
+    if results.get("format") != FORMAT:
+        sys.exit(f"scripts/bench: {path}: not a result of this bench")
+    return results
+
+
+def main(arguments):
+    chosen = parse(arguments)
+    old = load(chosen.compare[1]) if chosen.compare else None
+    failures = 0
+    if len(chosen.compare) == 3:
+        results = load(chosen.compare[2])
+    else:
+        place = os.path.abspath(os.environ.get("HOQ_BENCH_DIR")
+                                or os.path.join(tempfile.gettempdir(), "hoq-bench"))
+        os.makedirs(place, exist_ok=True)
+        bench = measure.Bench(os.path.join(chosen.build, "bin/hoq"),
+                              os.path.join(chosen.build, "bench/hoq_bench_measure"),
+                              place, chosen.scale, chosen.rounds)
+        try:
+            results, failures = measure_all(bench, chosen.only)
+        finally:
+            bench.clear()
+        print(report.text(results))
+    if chosen.json:
+        with open(chosen.json, "w") as file:
+            json.dump(results, file, indent=1)
+            file.write("\n")
+    regressions = 0
+    if old:
+        table, regressions = report.compare(old, results)
+        print(table)
+    return 1 if failures or regressions else 0
+
+
+if __name__ == "__main__":
+    try:
+        sys.exit(main(sys.argv[1:]))
+    except KeyboardInterrupt:
+        sys.exit(130)
