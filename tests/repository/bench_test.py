@@ -1,0 +1,172 @@
+"""The benchmarks' own machinery: figures, verdicts, trees. Nothing here depends on time."""
+
+import os
+import sys
+import tempfile
+import unittest
+from unittest import mock
+
+import repository
+
+sys.path.insert(0, str(repository.SOURCE / "bench"))
+
+import corpus  # noqa: E402
+import measure  # noqa: E402
+import report  # noqa: E402
+import rows  # noqa: E402
+
+MEASURER = str(repository.BUILD / "bench/hoq_bench_measure")
+
+
+def row(figure, lowest=None, highest=None, unit="ratio", job="list", against="ls"):
+    return {"job": job, "against": against, "unit": unit, "figure": figure,
+            "lowest": figure if lowest is None else lowest,
+            "highest": figure if highest is None else highest}
+
+
+def results(*row_list):
+    return {"rows": row_list, "memory": [], "calls": []}
+
+
+def listing(path):
+    """Every entry below the path with its kind, size, time and contents."""
+    found = []
+    for directory, names, files in os.walk(path):
+        for name in sorted(names + files):
+            full = os.path.join(directory, name)
+            status = os.lstat(full)
+            contents = b""
+            if os.path.islink(full):
+                contents = os.readlink(full)
+            elif name in files:
+                with open(full, "rb") as file:
+                    contents = file.read()
+            time = status.st_mtime if name in files and not os.path.islink(full) else 0
+            found.append((os.path.relpath(full, path), status.st_mode, time, contents))
+    return sorted(found)
+
+
+class CorpusTest(unittest.TestCase):
+    def setUp(self):
+        place = tempfile.TemporaryDirectory()
+        self.addCleanup(place.cleanup)
+        self.place = place.name
+
+    def test_a_tree_is_the_same_wherever_it_is_made(self):
+        for name in corpus.MAKERS:
+            with self.subTest(tree=name):
+                one = corpus.obtain(os.path.join(self.place, "one"), name, 0.005)
+                two = corpus.obtain(os.path.join(self.place, "two"), name, 0.005)
+                self.assertEqual(listing(one.path), listing(two.path))
+                self.assertEqual(one.entries, len(listing(one.path)))
+
+    def test_a_complete_tree_is_used_again(self):
+        tree = corpus.obtain(self.place, "deep", 0.05)
+        with mock.patch.object(corpus, "_make", side_effect=AssertionError("made again")):
+            again = corpus.obtain(self.place, "deep", 0.05)
+        self.assertEqual((again.path, again.entries, again.files),
+                         (tree.path, tree.entries, tree.files))
+
+    def test_a_tree_without_its_stamp_or_of_another_recipe_is_made_anew(self):
+        for stamp in (None, f"{corpus.RECIPE + 1} 20 10\n", "nonsense", "1"):
+            with self.subTest(stamp=stamp):
+                tree = corpus.obtain(self.place, "deep", 0.05)
+                before = listing(tree.path)
+                os.remove(tree.path + ".complete")
+                if stamp is not None:
+                    with open(tree.path + ".complete", "w") as file:
+                        file.write(stamp)
+                os.remove(corpus.first_file(tree.path))
+                self.assertEqual(listing(corpus.obtain(self.place, "deep", 0.05).path), before)
+
+
+class MeasureTest(unittest.TestCase):
+    def setUp(self):
+        place = tempfile.TemporaryDirectory()
+        self.addCleanup(place.cleanup)
+        self.bench = measure.Bench("/bin/true", MEASURER, place.name, scale=0.001, rounds=3)
+
+    def test_each_round_runs_every_program_once_in_turn(self):
+        log = os.path.join(self.bench.place, "log")
+
+        def append(word):
+            return ("sh", "-c", f"echo {word} >> {log}")
+
+        job = rows.Row("job", "deep", append("ours"), (rows.Other(append("other")),))
+        (result,), missing = measure.measure_row(self.bench, job)
+        with open(log) as file:
+            self.assertEqual(file.read().split(), ["ours", "other"] * 4)  # the first to warm up
+        self.assertEqual(missing, [])
+        self.assertEqual(len(result["ours"]["rounds"]), 3)
+        self.assertGreater(result["ours"]["peak_kib"], 0)
+
+    def test_a_tool_that_is_not_installed_is_named_and_left_out(self):
+        job = rows.Row("job", "deep", ("true",), (rows.Other(("no-such-tool-here",)),))
+        self.assertEqual(measure.measure_row(self.bench, job),
+                         ([], ["job: no-such-tool-here is not installed"]))
+
+    def test_a_program_that_fails_or_does_not_do_its_job_is_not_measured(self):
+        for job in (
+            rows.Row("fails", "deep", ("false",), ()),
+            rows.Row("is killed", "deep", ("sh", "-c", "kill -9 $$"), ()),
+            rows.Row("cannot be run", "deep", ("/",), ()),
+            rows.Row("prints too little", "deep", ("true",), (), lines=0),
+            rows.Row("leaves the tree", "deep", ("ls", "{copy}"), (), verify=rows._gone),
+        ):
+            with self.subTest(job=job.job), self.assertRaises(measure.Failed):
+                measure.measure_row(self.bench, job)
+
+    def test_every_run_on_a_copy_gets_a_fresh_one(self):
+        job = rows.Row("remove", "deep", ("rm", "-r", "{copy}"),
+                       (rows.Other(("rm", "-rf", "{copy}")),), verify=rows._gone)
+        (result,), _ = measure.measure_row(self.bench, job)
+        self.assertEqual(len(result["other"]["rounds"]), 3)
+
+    def test_placeholders_are_replaced_and_other_braces_kept(self):
+        self.assertEqual(measure.fill(("{tree}/{x}", "{}"), {"tree": "/t"}), ["/t/{x}", "{}"])
+
+    def test_the_counts_of_strace_are_read(self):
+        printed = """% time     seconds  usecs/call     calls    errors syscall
+------ ----------- ----------- --------- --------- ----------------
+ 90.00    0.001000           1      1000           statx
+ 10.00    0.000100           2        50         3 openat
+------ ----------- ----------- --------- --------- ----------------
+100.00    0.001100           1      1050         3 total
+"""
+        self.assertEqual(measure.parse_counts(printed.splitlines()), {"statx": 1000, "openat": 50})
+
+
+class ReportTest(unittest.TestCase):
+    def test_what_became_of_a_row(self):
+        cases = (
+            # before, now, what is said
+            (row(1.0), row(1.05), ""),
+            (row(1.0), row(1.2), "REGRESSED"),
+            (row(1.0, 0.9, 1.2), row(1.2, 1.1, 1.3), "worse, within the spread"),
+            (row(1.0), row(0.8), "better"),
+            (row(2.0, unit="ms"), row(2.5, unit="ms"), ""),
+            (row(2.0, unit="ms"), row(3.5, unit="ms"), "REGRESSED"),
+            (row(2.0, unit="ms"), row(0.5, unit="ms"), "better"),
+        )
+        for before, now, said in cases:
+            with self.subTest(before=before["figure"], now=now["figure"]):
+                self.assertEqual(report.change(before, now), said)
+
+    def test_a_comparison_counts_regressions_and_leaves_out_what_is_new(self):
+        text, regressions = report.compare(
+            results(row(1.0), row(1.0, job="remove")),
+            results(row(1.5), row(1.0, job="remove"), row(9.0, job="added")))
+        self.assertEqual(regressions, 1)
+        self.assertNotIn("added", text)
+
+    def test_an_aim_is_met_missed_or_absent(self):
+        self.assertEqual([report.verdict(*pair) for pair in ((1.2, 1.2), (1.3, 1.2), (5, None))],
+                         ["met", "missed", "-"])
+
+    def test_columns_line_up(self):
+        self.assertEqual(report.align([("1", "a", "x"), ("100", "bcd", "y")], left=(1,)),
+                         "  1  a    x\n100  bcd  y")
+
+
+if __name__ == "__main__":
+    unittest.main()
