@@ -5,8 +5,8 @@
 #include <hoq/HOQFilerOptions.h>
 
 #include "ModeText.h"
-#include "PathText.h"
-#include "commands/ModeWalk.h"
+#include "commands/ChangeWalk.h"
+#include "commands/EachPath.h"
 
 namespace HOQ::cli {
 namespace {
@@ -30,9 +30,7 @@ std::string ChmodCommand::notes() const {
          "with \"-\" goes behind \"--\", or is written with who: a-w.\n"
          "\n"
          "A PATH that is a link stands for what it leads to, but -R enters it only with -L or a\n"
-         "\"/\" behind it. Links below: a symbolic MODE leaves them alone without -L, an octal "
-         "one\n"
-         "is given to what they lead to.\n"
+         "\"/\" behind it. Links below are left alone without -L.\n"
          "\nExamples:\n"
          "  $ hoq chmod 640 notes.txt\n"
          "  $ hoq chmod -R u=rwX,go-w src\n"
@@ -47,29 +45,6 @@ std::vector<Option> ChmodCommand::options() {
   };
 }
 
-ExitStatus ChmodCommand::changeSymbolic(Session& session, const ModeChange& change,
-                                        const std::vector<Named>& items) {
-  Lookup followed(session, HOQFilerOptions::kFollowLinks,
-                  HOQFileType::kType | HOQFileType::kPermissions);
-  ModeWalk walk(session, change, currentMask(), followLinks_);
-  ExitStatus status = kExitDone;
-  for (const Named& item : items) {
-    const RecordPtr record = followed.require(item.typed, item.full);
-    if (followed.refused()) return kExitRefused;
-    if (!record) {
-      status = kExitFailed;
-      continue;
-    }
-    const bool entered = followLinks_ || namesDirectory(item.typed);
-    if (recursive_ && record->type == HOQFileType::kDirectory &&
-        (entered || !isLink(session, item.full)))
-      walk.tree(item.full, *record);
-    else
-      walk.item(item.full, *record);
-  }
-  return worse(status, walk.finish());
-}
-
 ExitStatus ChmodCommand::run(Session& session, const std::vector<std::string>& arguments) {
   if (arguments.size() < 2)
     throw CommandError(kExitUsage, "chmod needs a MODE and a PATH (see hoq chmod --help)");
@@ -78,13 +53,23 @@ ExitStatus ChmodCommand::run(Session& session, const std::vector<std::string>& a
   const auto items =
       namedItems(session, {arguments.begin() + 1, arguments.end()}, wildcards_, status);
   if (status == kExitRefused) return status;
-  if (!change.octal()) return worse(status, changeSymbolic(session, change, items));
-  const int mode = static_cast<int>(*change.octal());
-  const HOQFilerOptions options((recursive_ ? HOQFilerOptions::kRecursive : 0) |
-                                (followLinks_ ? HOQFilerOptions::kFollowLinks : 0));
-  return worse(status, changeEach(session, items, [&](HOQFiler& filer, const std::string& path) {
-                 return filer.chmod({path}, mode, options);
-               }));
+  // One mode for every item needs no look at them, but for the links below a directory.
+  if (change.octal() && !recursive_) {
+    const int mode = static_cast<int>(*change.octal());
+    return worse(status, changeEach(session, items, [&](HOQFiler& filer, const std::string& path) {
+                   return filer.chmod({path}, mode, HOQFilerOptions(0));
+                 }));
+  }
+  ChangeWalk walk(
+      session,
+      [&change, mask = currentMask()](const HOQFileType& record) {
+        return change.apply(record.permissions, record.type == HOQFileType::kDirectory, mask);
+      },
+      [](HOQFiler& filer, const ChangeWalk::Paths& paths, unsigned mode) {
+        return filer.chmod(paths, static_cast<int>(mode), HOQFilerOptions(0));
+      },
+      followLinks_);
+  return worse(status, walk.run(items, recursive_));
 }
 
 }  // namespace HOQ::cli

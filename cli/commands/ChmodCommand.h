@@ -1,11 +1,8 @@
 #pragma once
 
 #include "commands/Command.h"
-#include "commands/EachPath.h"
 
 namespace HOQ::cli {
-
-class ModeChange;
 
 /// `hoq chmod`: changes permissions.
 class ChmodCommand : public Command {
@@ -18,9 +15,6 @@ class ChmodCommand : public Command {
   ExitStatus run(Session& session, const std::vector<std::string>& arguments) override;
 
  private:
-  ExitStatus changeSymbolic(Session& session, const ModeChange& change,
-                            const std::vector<Named>& items);
-
   bool recursive_ = false;
   bool followLinks_ = false;
   bool wildcards_ = false;

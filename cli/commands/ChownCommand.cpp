@@ -9,6 +9,7 @@
 #include <hoq/HOQFilerOptions.h>
 #include <hoq/HOQUserMLocal.h>
 
+#include "commands/ChangeWalk.h"
 #include "commands/EachPath.h"
 
 namespace HOQ::cli {
@@ -93,9 +94,8 @@ std::string ChownCommand::notes() const {
          "USER and GROUP are names, ids with a \"+\" before them (+1000:+1000), or numbers, which\n"
          "are ids where nobody has them as a name.\n"
          "\n"
-         "A link stands for what it leads to, also one below a directory; -R enters directories\n"
-         "through links only with -L or, for a PATH, with a \"/\" behind it. Set-id bits of files\n"
-         "stay.\n"
+         "A PATH that is a link stands for what it leads to, but -R enters it only with -L or a\n"
+         "\"/\" behind it. Links below are left alone without -L. Set-id bits of files stay.\n"
          "\nExamples:\n"
          "  $ hoq chown \"$(id -un)\" notes.txt\n"
          "  $ hoq chown -R \"+$(id -u):+$(id -g)\" src\n"
@@ -114,16 +114,26 @@ ExitStatus ChownCommand::run(Session& session, const std::vector<std::string>& a
   if (arguments.size() < 2)
     throw CommandError(kExitUsage, "chown needs an OWNER and a PATH (see hoq chown --help)");
   const Owner owner = ownerOf(parseOwner(arguments.front()));
-  const HOQFilerOptions options((recursive_ ? HOQFilerOptions::kRecursive : 0) |
-                                (followLinks_ ? HOQFilerOptions::kFollowLinks : 0));
   ExitStatus status = kExitDone;
   const auto items =
       namedItems(session, {arguments.begin() + 1, arguments.end()}, wildcards_, status);
   if (status == kExitRefused) return status;
-  return worse(status, changeEach(session, items, [&](HOQFiler& filer, const std::string& path) {
-                 return owner.byNames ? filer.chown({path}, owner.user, owner.group, options)
-                                      : filer.chown({path}, owner.uid, owner.gid, options);
-               }));
+  const auto change = [&owner](HOQFiler& filer, const ChangeWalk::Paths& paths) {
+    const HOQFilerOptions options(0);
+    return owner.byNames ? filer.chown(paths, owner.user, owner.group, options)
+                         : filer.chown(paths, owner.uid, owner.gid, options);
+  };
+  if (!recursive_)
+    return worse(status, changeEach(session, items, [&](HOQFiler& filer, const std::string& path) {
+                   return change(filer, {path});
+                 }));
+  ChangeWalk walk(
+      session, [](const HOQFileType&) { return 0U; },
+      [&](HOQFiler& filer, const ChangeWalk::Paths& paths, unsigned) {
+        return change(filer, paths);
+      },
+      followLinks_);
+  return worse(status, walk.run(items, true));
 }
 
 }  // namespace HOQ::cli

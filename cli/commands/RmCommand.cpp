@@ -3,6 +3,7 @@
 #include <hoq/HOQFilerOptions.h>
 
 #include "PathText.h"
+#include "commands/EachPath.h"
 
 namespace HOQ::cli {
 
@@ -35,9 +36,7 @@ ExitStatus RmCommand::remove(Session& session, const std::string& typed) {
                       (wildcards_ ? HOQFilerOptions::kWildcards : 0);
   const int code = session.filer(session.directory())
                        ->remove({wildcards_ ? typed : full}, HOQFilerOptions(options));
-  session.reportErrors();
-  if (statusOf(code) == kExitRefused) session.reportError("\"" + typed + "\", access refused");
-  return statusOf(code);
+  return concluded(session, code, typed);
 }
 
 ExitStatus RmCommand::run(Session& session, const std::vector<std::string>& arguments) {

@@ -64,6 +64,13 @@ class Rm(HoqTest):
         self.assertEqual(sorted(os.listdir(self.dir)), ["w", "y"])
         self.assertEqual(os.listdir(self.path("w")), [])
 
+    def test_a_path_without_wildcards_that_is_not_there_fails_under_the_option_too(self):
+        self.make("y")
+        self.assert_fails(self.hoq("rm", "-w", "nope"), 1,
+                          f'"{self.dir}/nope", Cannot get information: '
+                          "No such file or directory[2]")
+        self.assertTrue(self.exists("y"))
+
     def test_directories_that_a_pattern_matches_are_emptied_and_stay(self):
         self.make("d1/", "d1/e/", "d1/e/f", "d2/", "other/", "other/f")
         self.assertEqual(self.lines("rm", "-r", "-w", "d*"), [])

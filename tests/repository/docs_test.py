@@ -42,7 +42,7 @@ def commands(text):
 
 
 def run(shown, directory):
-    """The outputs of the commands, run in turn by one shell."""
+    """The outputs of the commands, run in turn by one shell, whose directory is shown as /srv."""
     script = ["exec 2>&1", "umask 022"]
     for command, _ in shown:
         # $? stays what the command before left.
@@ -55,7 +55,8 @@ def run(shown, directory):
     done = subprocess.run(["bash", "-c", "\n".join(script)], cwd=directory, env=environment,
                           stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, timeout=120)
     outputs = done.stdout.decode(errors="backslashreplace").split(MARK + "\n")[1:]
-    return [output.strip("\n") for output in outputs]
+    place = os.path.realpath(directory)
+    return [output.strip("\n").replace(place, "/srv") for output in outputs]
 
 
 def comparable(text, owner):
@@ -85,7 +86,7 @@ class DocsTest(unittest.TestCase):
     def test_the_readme_tour_shows_the_commands(self):
         shown = " ; ".join(command for command, _ in commands(repository.read("README.md")))
         for wanted in ("hoq ls", "hoq ls -l", "hoq ls -R", "--filter", "hoq stat", "hoq mkdir -p",
-                       "hoq rm -r", "--json", "hoq call"):
+                       "hoq cp -R", "hoq mv", "hoq chmod", "hoq rm -r", "--json", "hoq call"):
             self.assertIn(wanted, shown)
 
     def test_the_readme_names_the_two_commands_to_start_with(self):

@@ -1,10 +1,9 @@
-#include "commands/ModeWalk.h"
+#include "commands/ChangeWalk.h"
 
 #include <hoq/HOQFilerOptions.h>
 #include <hoq/HOQResultCodes.h>
 
 #include "PathText.h"
-#include "commands/EachPath.h"
 #include "commands/RealPath.h"
 #include "listing/Selection.h"
 
@@ -17,28 +16,44 @@ constexpr unsigned kFields = HOQFileType::kType | HOQFileType::kPermissions | HO
 
 }  // namespace
 
-ModeWalk::ModeWalk(Session& session, const ModeChange& change, unsigned mask, bool followLinks)
+ChangeWalk::ChangeWalk(Session& session, Plan plan, Request request, bool followLinks)
     : session_(session),
-      change_(change),
-      mask_(mask),
+      plan_(std::move(plan)),
+      request_(std::move(request)),
       followLinks_(followLinks),
       items_(session, 0, kFields),
       followed_(session, HOQFilerOptions::kFollowLinks, kFields) {}
 
-unsigned ModeWalk::modeOf(const HOQFileType& record) const {
-  return change_.apply(record.permissions, record.type == HOQFileType::kDirectory, mask_);
+ExitStatus ChangeWalk::run(const std::vector<Named>& items, bool recursive) {
+  for (const Named& named : items) {
+    const RecordPtr record = followed_.require(named.typed, named.full);
+    if (followed_.refused()) return kExitRefused;
+    if (!record) {
+      status_ = worse(status_, kExitFailed);
+      continue;
+    }
+    const bool entered = followLinks_ || namesDirectory(named.typed);
+    if (recursive && record->type == HOQFileType::kDirectory &&
+        (entered || !isLink(session_, named.full)))
+      tree(named.full, *record);
+    else
+      item(named.full, *record);
+  }
+  finish();
+  return status_;
 }
 
-void ModeWalk::item(const std::string& full, const HOQFileType& record) {
+void ChangeWalk::item(const std::string& full, const HOQFileType& record) {
   if (record.type == HOQFileType::kDirectory) return directory(full, record);
-  Paths& batch = batches_[modeOf(record)];
+  const unsigned change = plan_(record);
+  Paths& batch = batches_[change];
   batch.push_back(full);
   if (batch.size() < kBatch) return;
-  send(modeOf(record), batch);
+  send(change, batch);
   batch.clear();
 }
 
-void ModeWalk::tree(const std::string& full, const HOQFileType& record) {
+void ChangeWalk::tree(const std::string& full, const HOQFileType& record) {
   Paths queue;
   enter(full, record, queue);
   for (std::size_t i = 0; i < queue.size(); ++i) {
@@ -50,7 +65,7 @@ void ModeWalk::tree(const std::string& full, const HOQFileType& record) {
   }
 }
 
-void ModeWalk::entry(const std::string& full, const HOQFileType& record, Paths& queue) {
+void ChangeWalk::entry(const std::string& full, const HOQFileType& record, Paths& queue) {
   if (record.type == HOQFileType::kDirectory) return enter(full, record, queue);
   if (record.type != HOQFileType::kLink) return item(full, record);
   if (!followLinks_) return;
@@ -62,49 +77,46 @@ void ModeWalk::entry(const std::string& full, const HOQFileType& record, Paths& 
     enter(full, *leadsTo, queue);
 }
 
-void ModeWalk::enter(const std::string& full, const HOQFileType& record, Paths& queue) {
+void ChangeWalk::enter(const std::string& full, const HOQFileType& record, Paths& queue) {
   if (followLinks_ && !entered_.insert(realPath(session_, full)).second) return;
   queue.push_back(full);
   directory(full, record);
 }
 
-void ModeWalk::directory(const std::string& full, const HOQFileType& record) {
-  const unsigned mode = modeOf(record);
-  const bool opensUp = (mode & kOwnerEnters & ~record.permissions) != 0;
+void ChangeWalk::directory(const std::string& full, const HOQFileType& record) {
+  const unsigned change = plan_(record);
+  const bool opensUp = (change & kOwnerEnters & ~record.permissions) != 0;
   if (opensUp)
-    send(mode, {full});
+    send(change, {full});
   else
-    directories_.emplace_back(full, mode);
+    directories_.emplace_back(full, change);
 }
 
-ExitStatus ModeWalk::finish() {
-  for (const auto& [mode, paths] : batches_) send(mode, paths);
+void ChangeWalk::finish() {
+  for (const auto& [change, paths] : batches_) send(change, paths);
   batches_.clear();
   while (!directories_.empty()) {
     Paths batch;
-    const unsigned mode = directories_.back().second;
-    while (!directories_.empty() && directories_.back().second == mode && batch.size() < kBatch) {
+    const unsigned change = directories_.back().second;
+    while (!directories_.empty() && directories_.back().second == change && batch.size() < kBatch) {
       batch.push_back(std::move(directories_.back().first));
       directories_.pop_back();
     }
-    send(mode, batch);
+    send(change, batch);
   }
-  return status_;
 }
 
 /// A request stops at the path that fails; then each path gets one of its own.
-void ModeWalk::send(unsigned mode, const Paths& paths) {
-  if (paths.empty() || status_ == kExitRefused) return;
-  const int code = session_.filer(session_.directory())
-                       ->chmod(paths, static_cast<int>(mode), HOQFilerOptions(0));
+void ChangeWalk::send(unsigned change, const Paths& paths) {
+  if (paths.empty() || ended_) return;
+  const int code = request_(*session_.filer(session_.directory()), paths, change);
   if (code == kPathFailed && paths.size() > 1) {
     (void)session_.news().takeErrors();  // told again by the path's own request
-    for (const std::string& path : paths) send(mode, {path});
+    for (const std::string& path : paths) send(change, {path});
     return;
   }
-  session_.reportErrors();
-  if (code != 0) status_ = worse(status_, statusOf(code));
-  if (code == kAccessRefused) session_.reportError("\"" + paths.front() + "\", access refused");
+  status_ = worse(status_, concluded(session_, code, paths.front()));
+  ended_ = code != 0 && code != kPathFailed;
 }
 
 }  // namespace HOQ::cli
