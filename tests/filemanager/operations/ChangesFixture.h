@@ -34,6 +34,7 @@ class ChangesFixture : public OperationsFixture {
 
   Said carry(Operation operation, const HOQFiler::Paths& paths, const std::string& target,
              int options = 0) {
+    if (!program.empty()) return carryByProgram(operation, paths, target, options);
     return said([&](HOQFilerLocal& filer) {
       return (filer.*operation)(paths, target, HOQFilerOptions(options));
     });
@@ -54,6 +55,10 @@ class ChangesFixture : public OperationsFixture {
       return filer.chown(paths, user, group, HOQFilerOptions(options));
     });
   }
+
+  /// The same, asked of `hoq call`.
+  Said carryByProgram(Operation operation, const HOQFiler::Paths& paths, const std::string& target,
+                      int options) const;
 
   /// Asks a fresh Filer for what `request` does with it.
   template <class Request>
@@ -125,6 +130,7 @@ class ChangesFixture : public OperationsFixture {
     });
   }
 
+  std::string program;  // a hoq to run copies and moves with; empty: they run in this process
   const UmaskGuard mask{022};
   const TempDir elsewhere{TempDir::kMemory};
 };

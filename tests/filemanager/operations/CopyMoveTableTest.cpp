@@ -265,5 +265,21 @@ TEST_F(CopyMoveTable, EachKindIsMovedToAnotherFileSystem) {
   runAll(kMovesAcross, true, true);
 }
 
+// The tables once more, by the program that users run.
+
+class CopyMoveTableOfHoq : public CopyMoveTable {
+ protected:
+  CopyMoveTableOfHoq() { program = HOQ_TEST_PROGRAM; }
+};
+
+TEST_F(CopyMoveTableOfHoq, EachKindIsCopiedToEachKindOfTarget) { runAll(kCopies, false, false); }
+
+TEST_F(CopyMoveTableOfHoq, EachKindIsMovedToEachKindOfTarget) { runAll(kMoves, true, false); }
+
+TEST_F(CopyMoveTableOfHoq, EachKindIsMovedToAnotherFileSystem) {
+  HOQ_NEEDS_TWO_FILE_SYSTEMS();
+  runAll(kMovesAcross, true, true);
+}
+
 }  // namespace
 }  // namespace HOQ::test
