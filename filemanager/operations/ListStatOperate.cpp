@@ -184,10 +184,8 @@ void ListStatOperate::addCopyFileType(const char* name, const HOQFileType* sourc
 bool ListStatOperate::matchFilters() {
   const HOQFileRoutine& routine = *path.routine;
   if (!routine.filters) return true;
-  const NotMatchFilter mismatch;
-  return std::none_of(
-      routine.filters->begin(), routine.filters->end(),
-      [&](const HOQFileFilter& filter) { return mismatch(&routine.statBuffer, filter); });
+  return std::none_of(routine.filters->begin(), routine.filters->end(),
+                      NotMatchFilter(&routine.statBuffer));
 }
 
 int HOQFilerLocal::list(const Paths& paths, FileTypes* result, const HOQFilerOptions& options,

@@ -30,7 +30,7 @@ bool NotMatchFilter::operator()(const struct stat* st, const HOQFileFilter& f) c
   return f.isValid(HOQFileFilter::kType) && f.type != (st->st_mode & S_IFMT) >> 12;
 }
 
-void FilterConvert::operator()(std::uint8_t* flags, const HOQFileFilter& f) const {
+void FilterConvert::operator()(char* flags, const HOQFileFilter& f) const {
   if (f.isValid(HOQFileFilter::kUserPattern) && !f.userPattern.empty()) *flags |= kUserFlag;
   if (f.isValid(HOQFileFilter::kGroupPattern) && !f.groupPattern.empty()) *flags |= kGroupFlag;
 }

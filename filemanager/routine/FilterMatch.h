@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include <cstdint>
 #include <string>
 
 #include <hoq/HOQFileFilter.h>
@@ -47,16 +46,23 @@ class MatchUG {
 /// Type, time of the last status change, size.
 class NotMatchFilter {
  public:
+  /// For the one-argument form. Not owned.
+  explicit NotMatchFilter(const struct stat* st = nullptr) : st_(st) {}
+
   bool operator()(const struct stat* st, const HOQFileFilter& f) const;
+  bool operator()(const HOQFileFilter& f) const { return (*this)(st_, f); }
+
+ private:
+  const struct stat* st_;
 };
 
 /// Collects which owner patterns a list has.
 class FilterConvert {
  public:
-  static constexpr std::uint8_t kUserFlag = 1;
-  static constexpr std::uint8_t kGroupFlag = 2;
+  static constexpr char kUserFlag = 1;
+  static constexpr char kGroupFlag = 2;
 
-  void operator()(std::uint8_t* flags, const HOQFileFilter& f) const;
+  void operator()(char* flags, const HOQFileFilter& f) const;
 };
 
 /// Finds a table row by id.

@@ -88,8 +88,8 @@ class HOQFileRoutineLin : public HOQFileRoutine {
   bool caughtByOwnerFilters(const std::string& user, const std::string& group) const;
 
   int fd = -1;
-  std::uint8_t ugFilterFlags = 0;  // FilterConvert's flags over the filters
-  std::set<UserId> users;          // as they were at the first conversion of a name
+  char ugFilterFlags = 0;  // FilterConvert's flags over the filters
+  std::set<UserId> users;  // as they were at the first conversion of a name
   std::set<UserId> groups;
   bool tablesLoaded = false;
   IdNames userNames;

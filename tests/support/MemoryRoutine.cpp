@@ -191,8 +191,8 @@ bool MemoryRoutine::caught(const char* name) const {
 
 bool MemoryRoutine::anyOwnerPattern(bool ofUser) const {
   if (filters == nullptr) return false;
-  const std::uint8_t wanted = ofUser ? 1 : 2;
-  std::uint8_t flags = 0;
+  const char wanted = ofUser ? 1 : 2;
+  char flags = 0;
   for (const HOQFileFilter& filter : *filters) FilterConvert()(&flags, filter);
   return (flags & wanted) != 0;
 }

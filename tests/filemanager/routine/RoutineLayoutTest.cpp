@@ -77,7 +77,7 @@ TEST(RoutineLayout, FieldsStandInOrder) {
 }
 
 HOQ_PROBE_MEMBER(Fd, HOQFileRoutineLin, fd, int);
-HOQ_PROBE_MEMBER(UgFilterFlags, HOQFileRoutineLin, ugFilterFlags, std::uint8_t);
+HOQ_PROBE_MEMBER(UgFilterFlags, HOQFileRoutineLin, ugFilterFlags, char);
 HOQ_PROBE_MEMBER(Users, HOQFileRoutineLin, users, std::set<UserId>);
 HOQ_PROBE_MEMBER(Groups, HOQFileRoutineLin, groups, std::set<UserId>);
 HOQ_PROBE_MEMBER(TablesLoaded, HOQFileRoutineLin, tablesLoaded, bool);
