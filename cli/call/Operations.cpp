@@ -1,11 +1,14 @@
 #include "call/Operations.h"
 
 #include <fmt/format.h>
+#include <hoq/HOQFileUploadData.h>
 
+#include <boost/smart_ptr/make_shared.hpp>
 #include <iterator>
 #include <memory>
 
 #include "ExitStatus.h"
+#include "call/LocalFileUpload.h"
 
 namespace HOQ::cli {
 namespace {
@@ -90,6 +93,33 @@ void readlink(HOQFiler& filer, const Request& request, Answer& answer) {
   answer.code = filer.readlink(request.text("path"), answer.target);
 }
 
+constexpr int kUploadMode = 0777;
+
+boost::shared_ptr<HOQFileUploadInfo> makeUpload(const TransferItem& item) {
+  if (item.isFromFile)
+    return boost::make_shared<LocalFileUpload>(item.path, item.size, item.offset, item.file);
+  const auto upload = boost::make_shared<HOQFileUploadData>(item.path, item.size, item.offset);
+  upload->contents = item.data;
+  return upload;
+}
+
+void upload(HOQFiler& filer, const Request& request, Answer& answer) {
+  HOQFiler::UploadList list;
+  for (const TransferItem& item : request.items("items")) list.push_back(makeUpload(item));
+  const HOQSecurityAttributes attributes(static_cast<int>(request.number("mode", kUploadMode)));
+  answer.code =
+      filer.upload(list, options(request), attributes, HOQFiler::HandlerDelegate(), nullptr);
+}
+
+void download(HOQFiler& filer, const Request& request, Answer& answer) {
+  for (const TransferItem& item : request.items("items"))
+    answer.items.push_back(
+        boost::make_shared<HOQFileDownloadData>(item.path, item.size, item.offset));
+  const HOQFiler::DownloadList list(answer.items.begin(), answer.items.end());
+  answer.code = filer.download(list, options(request), HOQSecurityAttributes(0),
+                               HOQFiler::HandlerDelegate(), nullptr);
+}
+
 constexpr bool kRequired = true;
 constexpr bool kOptional = false;
 
@@ -111,6 +141,9 @@ const char* typeName(KeyType type) {
       return "filters";
     case KeyType::kCredentials:
       return "object";
+    case KeyType::kUploadItems:
+    case KeyType::kDownloadItems:
+      return "objects";
   }
   return "";
 }
@@ -191,6 +224,23 @@ const std::vector<Operation>& operations() {
        {{"path", KeyType::kString, kRequired, "the link"}},
        false,
        readlink,
+       true},
+      {"upload",
+       "change",
+       "writes files, or pieces of them",
+       {{"items", KeyType::kUploadItems, kRequired,
+         "each: path, size, offset, and data (base64) or file (of this computer)"},
+        {"mode", KeyType::kInt32, kOptional, "of new files; 511 where absent"}},
+       false,
+       upload},
+      {"download",
+       "read",
+       "reads files, or pieces of up to 512 KiB",
+       {{"items", KeyType::kDownloadItems, kRequired, "each: path, size (0: the rest), offset"}},
+       false,
+       download,
+       false,
+       nullptr,
        true},
   };
   return rows;

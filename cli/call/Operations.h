@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include <hoq/HOQFileDownloadData.h>
 #include <hoq/HOQFiler.h>
 
 #include "call/Request.h"
@@ -13,7 +14,8 @@ namespace HOQ::cli {
 struct Answer {
   int code = 0;
   HOQFiler::FileTypes records;
-  std::string target;  // of a link
+  std::string target;                                         // of a link
+  std::vector<boost::shared_ptr<HOQFileDownloadData>> items;  // as the operation left them
 };
 
 /// One operation of the Filer, as `hoq call` takes it. Dispatch, key checks, usage errors, help and
@@ -28,6 +30,7 @@ struct Operation {
   bool answersTarget = false;  // the answer has "target"
   /// What the keys' own rows cannot say. Throws CommandError(kExitUsage). Null: nothing.
   void (*check)(const Request& request) = nullptr;
+  bool answersItems = false;  // the answer has "items"
 
   std::vector<Key> allKeys() const;
 };

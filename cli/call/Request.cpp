@@ -172,6 +172,52 @@ HOQUserCredentials readCredentials(const std::string& key, const Json& value) {
   return credentials;
 }
 
+/// The bytes of an upload, which may be any.
+std::string readBytes(const std::string& key, const Json& value) {
+  std::string bytes;
+  if (!value.is_string() || !fromBase64(value.get_ref<const std::string&>(), bytes))
+    failType(key, "a base64 text");
+  return bytes;
+}
+
+TransferItem readItem(const std::string& key, const Json& value, bool isUpload) {
+  if (!value.is_object()) failType(key, "a list of objects");
+  TransferItem item;
+  for (const auto& [name, field] : value.items()) {
+    if (name == "path") {
+      item.path = readString(name, field);
+    } else if (name == "size") {
+      item.size = readInteger<std::uint64_t>(name, field);
+    } else if (name == "offset") {
+      item.offset = readInteger<std::int64_t>(name, field);
+    } else if (isUpload && name == "data") {
+      item.data = readBytes(name, field);
+    } else if (isUpload && name == "file") {
+      item.file = readString(name, field);
+      item.isFromFile = true;
+    } else {
+      fail("unknown key \"" + name + "\" in an item");
+    }
+  }
+  const auto missing = [](const char* what) {
+    fail("the key " + std::string(what) + " is missing in an item");
+  };
+  if (!value.contains("path")) missing("\"path\"");
+  if (!isUpload) return item;
+  if (!value.contains("size")) missing("\"size\"");
+  if (item.isFromFile && value.contains("data")) fail("an item has both \"data\" and \"file\"");
+  if (!item.isFromFile && !value.contains("data")) missing("\"data\" or \"file\"");
+  return item;
+}
+
+Request::Items readItems(const std::string& key, const Json& value, bool isUpload) {
+  if (!value.is_array()) failType(key, "a list of objects");
+  Request::Items items;
+  items.reserve(value.size());
+  for (const Json& element : value) items.push_back(readItem(key, element, isUpload));
+  return items;
+}
+
 Request::Value readValue(const Key& key, const Json& value) {
   switch (key.type) {
     case KeyType::kString:
@@ -188,6 +234,9 @@ Request::Value readValue(const Key& key, const Json& value) {
       return readFilters(key.name, value);
     case KeyType::kCredentials:
       return readCredentials(key.name, value);
+    case KeyType::kUploadItems:
+    case KeyType::kDownloadItems:
+      return readItems(key.name, value, key.type == KeyType::kUploadItems);
   }
   failType(key.name, "of a known type");
 }

@@ -21,6 +21,8 @@ enum class KeyType {
   kInt64,
   kFilters,  // null is allowed, and as good as absent
   kCredentials,
+  kUploadItems,
+  kDownloadItems,
 };
 
 /// One key of an operation's request.
@@ -31,12 +33,23 @@ struct Key {
   const char* help;
 };
 
+/// One element of "items": a file to carry. Uploads have either `data` or a local `file`.
+struct TransferItem {
+  std::string path;
+  std::uint64_t size = 0;
+  std::int64_t offset = 0;
+  std::string data;
+  std::string file;
+  bool isFromFile = false;
+};
+
 /// A request that was read and found right: the values of its keys.
 class Request {
  public:
   using Filters = std::vector<HOQFileFilter>;
+  using Items = std::vector<TransferItem>;
   using Value = std::variant<std::string, std::vector<std::string>, std::int64_t, Filters,
-                             HOQUserCredentials>;
+                             HOQUserCredentials, Items>;
 
   void set(const std::string& key, Value value) { values_[key] = std::move(value); }
 
@@ -54,6 +67,7 @@ class Request {
   const Filters* filters(std::string_view key) const {
     return has(key) ? &get<Filters>(key) : nullptr;
   }
+  const Items& items(std::string_view key) const { return get<Items>(key); }
   const HOQUserCredentials* credentials(std::string_view key) const {
     return has(key) ? &get<HOQUserCredentials>(key) : nullptr;
   }

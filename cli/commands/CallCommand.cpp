@@ -11,6 +11,7 @@
 
 #include "call/Events.h"
 #include "call/Operations.h"
+#include "output/Base64.h"
 #include "output/JsonText.h"
 
 namespace HOQ::cli {
@@ -64,6 +65,18 @@ const Operation& chosenOperation(const std::vector<std::string>& arguments) {
   return *operation;
 }
 
+void appendItems(Output& out, const Answer& answer) {
+  out.append(",\"items\":[");
+  for (const auto& item : answer.items) {
+    if (&item != &answer.items.front()) out.append(",");
+    fmt::format_to(std::back_inserter(out.buffer()),
+                   "{{\"data\":\"{}\",\"size\":{},\"offset\":{}}}", toBase64(item->contents),
+                   item->size, item->offset);
+    out.checkpoint();
+  }
+  out.append("]");
+}
+
 void writeAnswer(Output& out, const Operation& operation, const Answer& answer, const News& news) {
   fmt::format_to(std::back_inserter(out.buffer()), "{{\"code\":{},\"events\":[", answer.code);
   for (const News::Event& event : news.events) {
@@ -85,6 +98,7 @@ void writeAnswer(Output& out, const Operation& operation, const Answer& answer, 
     out.append(",\"target\":");
     appendJson(out.buffer(), answer.target);
   }
+  if (operation.answersItems) appendItems(out, answer);
   out.append("}\n");
 }
 
@@ -100,7 +114,9 @@ std::string CallCommand::notes() const {
          "  $ echo '{\"cwd\": \".\", \"paths\": [\"notes.txt\"], \"fields\": 2047}' | hoq call "
          "stat\n"
          "  $ echo '{\"cwd\": \".\", \"paths\": [\"new/deep\"], \"options\": 2}' | hoq call mkdir\n"
-         "  $ echo '{\"cwd\": \".\", \"paths\": [\"new\"], \"options\": 2}' | hoq call remove\n";
+         "  $ echo '{\"cwd\": \".\", \"paths\": [\"new\"], \"options\": 2}' | hoq call remove\n"
+         "  $ echo '{\"cwd\": \".\", \"items\": [{\"path\": \"notes.txt\"}]}' | hoq call "
+         "download\n";
 }
 
 std::vector<Option> CallCommand::options() {

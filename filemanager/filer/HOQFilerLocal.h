@@ -74,6 +74,7 @@ class HOQFilerLocal : public HOQRequestModificatorLocal<HOQFiler>, public virtua
   int changeOwner(const Paths& paths, const HOQFilerOptions& options, const FindOwner& findOwner);
   int copyOrMove(const Paths& paths, const std::string& destination,
                  const HOQFilerOptions& options, bool moveItems);
+  int giveToRequester(const Paths& paths, const HOQFilerOptions& options);
 };
 
 template <class Operation, class... Arguments>

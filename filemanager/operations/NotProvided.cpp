@@ -14,16 +14,4 @@ int HOQFilerLocal::copy(const Paths&, const HOQConnectionInfo&, const std::strin
   return notProvided(HOQAccessChecker::kChange);
 }
 
-int HOQFilerLocal::upload(const UploadList&, const HOQFilerOptions&, const HOQSecurityAttributes&,
-                          const HandlerDelegate&,
-                          boost::intrusive_ptr<FileOperationControlHandler>*) {
-  return notProvided(HOQAccessChecker::kChange);
-}
-
-int HOQFilerLocal::download(const DownloadList&, const HOQFilerOptions&,
-                            const HOQSecurityAttributes&, const HandlerDelegate&,
-                            boost::intrusive_ptr<FileOperationControlHandler>*) {
-  return notProvided(HOQAccessChecker::kRead);
-}
-
 }  // namespace HOQ

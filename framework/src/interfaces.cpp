@@ -4,6 +4,7 @@
 #include <hoq/HOQComplexRequestHandler.h>
 #include <hoq/HOQConnectionPrototype.h>
 #include <hoq/HOQEID.h>
+#include <hoq/HOQFilerBase.h>
 #include <hoq/HOQFunctional.h>
 #include <hoq/HOQRequestContext.h>
 #include <hoq/HOQRequestHandlerPrototype.h>
@@ -16,6 +17,7 @@ constinit const HOQEID HOQEID::EID_INVALID;
 HOQAccessProviderPrototype::~HOQAccessProviderPrototype() = default;
 HOQComplexRequestHandler::~HOQComplexRequestHandler() = default;
 HOQConnectionPrototype::~HOQConnectionPrototype() = default;
+HOQFilerBase::FileOperationControlHandler::~FileOperationControlHandler() = default;
 HOQFunctional::~HOQFunctional() = default;
 HOQRequestContext::~HOQRequestContext() = default;
 HOQSecurityAttributes::~HOQSecurityAttributes() = default;

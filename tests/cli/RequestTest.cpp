@@ -151,5 +151,71 @@ TEST(Request, RefusesValuesOfAnotherType) {
     expectRefused("{\"paths\": " + std::string(paths) + "}");
 }
 
+const std::vector<Key> kUpload = {{"items", KeyType::kUploadItems, true, ""}};
+const std::vector<Key> kDownload = {{"items", KeyType::kDownloadItems, true, ""}};
+
+TEST(Request, ReadsItemsToUpload) {
+  const Request request = readRequest(
+      R"({"items": [{"path": "a", "size": 18446744073709551615, "data": "AP8="},
+                    {"path": {"base64": "/w=="}, "size": 0, "offset": -9223372036854775808,
+                     "file": "local"}]})",
+      kUpload);
+  const Request::Items& items = request.items("items");
+  ASSERT_EQ(items.size(), 2U);
+  EXPECT_EQ(items[0].path, "a");
+  EXPECT_EQ(items[0].size, UINT64_MAX);
+  EXPECT_EQ(items[0].offset, 0);
+  EXPECT_EQ(items[0].data, std::string("\0\xff", 2));
+  EXPECT_FALSE(items[0].isFromFile);
+  EXPECT_EQ(items[1].path, "\xff");
+  EXPECT_EQ(items[1].offset, INT64_MIN);
+  EXPECT_TRUE(items[1].isFromFile);
+  EXPECT_EQ(items[1].file, "local");
+}
+
+TEST(Request, ReadsItemsToDownload) {
+  const Request request = readRequest(
+      R"({"items": [{"path": "a"}, {"path": "", "size": 5, "offset": 9223372036854775807}]})",
+      kDownload);
+  const Request::Items& items = request.items("items");
+  ASSERT_EQ(items.size(), 2U);
+  EXPECT_EQ(items[0].size, 0U);
+  EXPECT_EQ(items[0].offset, 0);
+  EXPECT_EQ(items[1].size, 5U);
+  EXPECT_EQ(items[1].offset, INT64_MAX);
+  EXPECT_TRUE(readRequest(R"({"items": []})", kDownload).items("items").empty());
+}
+
+void expectItemRefused(const std::vector<Key>& keys, const std::string& items) {
+  try {
+    (void)readRequest("{\"items\": " + items + "}", keys);  // it has to throw
+    FAIL() << items;
+  } catch (const CommandError& error) {
+    EXPECT_EQ(error.status, kExitUsage) << items;
+    EXPECT_NE(std::string(error.what()), "") << items;
+  }
+}
+
+TEST(Request, RefusesItemsOfAnotherShape) {
+  for (const auto& keys : {kUpload, kDownload})
+    for (const char* items :
+         {"null", "{}", "\"a\"", "[1]", "[null]", "[[]]", "[{}]", R"([{"size": 1}])"})
+      expectItemRefused(keys, items);
+  for (const char* rest :
+       {R"("size": -1)", R"("size": 18446744073709551616)", R"("size": 1.0)", R"("size": "1")",
+        R"("size": null)", R"("offset": 9223372036854775808)", R"("offset": 0.5)",
+        R"("offset": -9223372036854775809)", R"("data": "")", R"("file": "f")", R"("mode": 1)"})
+    expectItemRefused(kDownload, R"([{"path": "a", )" + std::string(rest) + "}]");
+  for (const char* rest :
+       {R"("size": 1)", R"("data": "YQ==")", R"("file": "f")",
+        R"("size": 1, "data": "YQ==", "file": "f")", R"("size": -1, "data": "")",
+        R"("size": 1, "data": "YQ")", R"("size": 1, "data": {"base64": "YQ=="})",
+        R"("size": 1, "data": null)", R"("size": 1, "file": 1)", R"("size": 1, "file": "a\u0000")",
+        R"("size": 1, "data": "", "mode": 1)"})
+    expectItemRefused(kUpload, R"([{"path": "a", )" + std::string(rest) + "}]");
+  expectItemRefused(kDownload, R"([{"path": "a\u0000b"}])");
+  expectItemRefused(kDownload, R"([{"path": "a"}, {"path": "b", "path": "c"}])");
+}
+
 }  // namespace
 }  // namespace HOQ::cli

@@ -6,7 +6,8 @@ import unittest
 
 from hoqtest import HoqTest
 
-OPERATIONS = "list, stat, search, remove, mkdir, chmod, chown, copy, move, link, readlink"
+OPERATIONS = ("list, stat, search, remove, mkdir, chmod, chown, copy, move, link, readlink, "
+              "upload, download")
 RECORD_KEYS = ("name type permissions user uid group gid size mtime nlink linkTarget contentType "
                "valid children").split()
 PLACEHOLDER = {"name": ".", "type": 0, "permissions": 0, "user": "", "uid": 0, "group": "",
@@ -246,6 +247,122 @@ class Changes(HoqTest):
                              (0, "f") if status == 0 else (414, ""))
 
 
+def encoded(data):
+    return base64.b64encode(data).decode()
+
+
+class Contents(HoqTest):
+    """upload and download."""
+
+    def ask(self, operation, items, *arguments, status=0, **keys):
+        return self.call(operation, {"cwd": self.dir, "items": items, **keys}, *arguments,
+                         status=status)
+
+    def read(self, name):
+        with open(self.path(name), "rb") as file:
+            return file.read()
+
+    def test_what_is_uploaded_comes_back(self):
+        data = bytes(range(256)) * 5
+        answer = self.ask("upload", [{"path": "a", "size": len(data), "data": encoded(data)}],
+                          mode=0o640)
+        self.assertEqual(sorted(answer), ["code", "events"])
+        self.assertEqual(answer["code"], 0)
+        self.assertEqual(self.read("a"), data)
+        self.assertEqual(os.stat(self.path("a")).st_mode & 0o7777, 0o640)
+        answer = self.ask("download", [{"path": "a"}, {"path": "a", "size": 3, "offset": 256}])
+        self.assertEqual(answer["items"], [
+            {"data": encoded(data), "size": 1280, "offset": 1280},
+            {"data": encoded(b"\0\1\2"), "size": 3, "offset": 259}])
+
+    def test_progress_has_its_keys_in_order(self):
+        answer = self.ask("upload", [{"path": "a", "size": 2, "data": encoded(b"xy")}])
+        self.assertEqual([event["progress"]["status"] for event in answer["events"]],
+                         ["starting", "a"])
+        last = answer["events"][-1]["progress"]
+        self.assertEqual((last["operation"], last["percent"]), ("upload", 100))
+        self.assertEqual(list(last["parameters"].items()), [
+            ("total_progress_percent", 100), ("total_progress_bytes", 2), ("total_bytes", 2),
+            ("total_files", 1), ("current_file_id", 1), ("current_file_src", ""),
+            ("current_file_dst", "a"), ("current_file_size", 2),
+            ("current_progress_percent", 100), ("current_progress_bytes", 2)])
+
+    def test_a_new_file_has_every_right_less_the_umask(self):
+        self.ask("upload", [{"path": "a", "size": 0, "data": ""}])
+        self.assertEqual(os.stat(self.path("a")).st_mode & 0o7777, 0o755)
+
+    def test_a_local_file_is_sent(self):
+        data = os.urandom(3_000_000)
+        with open(self.path("local"), "wb") as file:
+            file.write(data)
+        item = {"path": "sent", "size": len(data), "file": self.dir + "/local"}
+        answer = self.ask("upload", [item])
+        self.assertEqual(answer["code"], 0)
+        self.assertEqual(answer["events"][0]["progress"]["parameters"]["current_file_src"],
+                         self.dir + "/local")
+        self.assertEqual(self.read("sent"), data)
+        answer = self.ask("upload", [{**item, "size": len(data) + 1}], options=1, status=1)
+        self.assertEqual(answer["events"][-1]["error"],
+                         {"code": -1, "message": "Cannot read data from client"})
+        answer = self.ask("upload", [{**item, "path": "none", "file": "/no/such"}], status=1)
+        self.assertEqual(answer["events"], [{"error": {
+            "code": -1,
+            "message": 'Cannot read file "/no/such": No such file or directory [2]'}}])
+        self.assertFalse(self.exists("none"))
+
+    def test_items_are_shown_as_they_were_left(self):
+        self.make("a=hello", "c=there")
+        answer = self.ask("download", [{"path": "a"}, {"path": "b", "size": 7, "offset": 1},
+                                       {"path": "c"}], status=1)
+        self.assertEqual(answer["code"], -1)
+        message = f'Cannot open source file "{self.dir}/b": No such file or directory [2]'
+        self.assertEqual(answer["events"][-1], {"error": {"code": -1, "message": message}})
+        self.assertEqual(answer["errorText"], message)
+        self.assertEqual(answer["items"], [{"data": encoded(b"hello"), "size": 5, "offset": 5},
+                                           {"data": "", "size": 7, "offset": 1},
+                                           {"data": "", "size": 0, "offset": 0}])
+
+    def test_an_empty_list_answers_the_code_of_nothing_done(self):
+        self.assertEqual(self.ask("upload", [], status=1), {"code": -1, "events": []})
+        self.assertEqual(self.ask("download", [], status=1),
+                         {"code": -1, "events": [], "items": []})
+
+    def test_absurd_sizes_are_told_and_nothing_hangs(self):
+        self.make("f=x")
+        for size in (2 ** 63, 2 ** 64 - 2, 2 ** 64 - 1):
+            answer = self.ask("upload", [{"path": "n", "size": size, "data": "eA=="}], options=1,
+                              status=1)
+            self.assertEqual(answer["events"][-1]["error"]["message"],
+                             "Cannot read data from client")
+        answer = self.ask("download", [{"path": "f", "size": 2 ** 64 - 2}], status=1)
+        self.assertIn("is to big to be sent at once", answer["errorText"])
+        answer = self.ask("download", [{"path": "f", "size": 2 ** 64 - 1}])
+        self.assertEqual(answer["items"], [{"data": "eA==", "size": 1, "offset": 1}])
+
+    def test_uploaded_files_are_the_requesters(self):
+        answer = self.ask("upload", [{"path": "a", "size": 0, "data": ""}],
+                          credentials={"name": "no such user"}, status=1)
+        self.assertEqual(answer["code"], -1)
+        self.assertTrue(self.exists("a"))
+        if os.geteuid() == 0:
+            self.ask("upload", [{"path": "b", "size": 0, "data": ""}],
+                     credentials={"uid": 4242, "gid": 4343})
+            status = os.stat(self.path("b"))
+            self.assertEqual((status.st_uid, status.st_gid), (4242, 4343))
+
+    def test_refused_rights_answer_414_and_nothing_happens(self):
+        self.make("f=x")
+        for rights in ("read", "none"):
+            answer = self.ask("upload", [{"path": "n", "size": 0, "data": ""}], "--rights", rights,
+                              status=4)
+            self.assertEqual(answer, {"code": 414, "events": []})
+        for rights in ("change", "none"):
+            answer = self.ask("download", [{"path": "f"}], "--rights", rights, status=4)
+            self.assertEqual(answer, {"code": 414, "events": [],
+                                      "items": [{"data": "", "size": 0, "offset": 0}]})
+        self.assertEqual(os.listdir(self.dir), ["f"])
+
+
 class BadInput(HoqTest):
     """What is not understood: status 2, one line on standard error, nothing done."""
 
@@ -316,6 +433,22 @@ class BadInput(HoqTest):
         ("readlink", '{"paths": ["f"]}'),
         ("readlink", '{"path": 1}'),
         ("readlink", '{"path": "f", "target": ""}'),
+        ("upload", "{}"),
+        ("upload", '{"items": [{"path": "new", "size": 1}]}'),
+        ("upload", '{"items": [{"path": "new", "data": "eA=="}]}'),
+        ("upload", '{"items": [{"size": 1, "data": "eA=="}]}'),
+        ("upload", '{"items": [{"path": "new", "size": 1, "data": "eA"}]}'),
+        ("upload", '{"items": [{"path": "new", "size": -1, "data": "eA=="}]}'),
+        ("upload", '{"items": [{"path": "new", "size": 18446744073709551616, "data": ""}]}'),
+        ("upload", '{"items": [{"path": "new", "size": 1, "data": "eA==", "file": "f"}]}'),
+        ("upload", '{"items": [{"path": "new", "size": 0, "data": ""}], "mode": "755"}'),
+        ("upload", '{"items": [{"path": "new", "size": 0, "data": ""}, {"path": "x"}]}'),
+        ("upload", '{"paths": ["f"]}'),
+        ("download", '{"items": "f"}'),
+        ("download", '{"items": [{"path": "f", "data": ""}]}'),
+        ("download", '{"items": [{"path": "f", "size": "1"}]}'),
+        ("download", '{"items": [{"path": "f", "offset": 9223372036854775808}]}'),
+        ("download", '{"items": [{"path": "f"}], "mode": 0}'),
         ("chop", '{"paths": ["f"]}'),
     ]
 

@@ -1,5 +1,7 @@
 // Other hosts are compiled against these classes: their virtual operations keep this order.
 #include <gtest/gtest.h>
+#include <hoq/HOQFileDownloadInfo.h>
+#include <hoq/HOQFileUploadInfo.h>
 #include <hoq/HOQFiler.h>
 #include <hoq/HOQRequestModificatorLocal.h>
 
@@ -46,6 +48,16 @@ TEST(SlotOrder, OfTheFiler) {
   EXPECT_EQ(slotOf(&HOQFiler::readlink), 14);
   EXPECT_EQ(slotOf(&HOQFiler::search), 15);
   EXPECT_EQ(slotOf(&HOQFiler::mkdir), 16);
+}
+
+TEST(SlotOrder, OfTheTransferRecords) {
+  EXPECT_EQ(slotOf(&HOQFileTransferInfo::start), 2);
+  EXPECT_EQ(slotOf(&HOQFileTransferInfo::close), 3);
+  EXPECT_EQ(slotOf(&HOQFileTransferInfo::abort), 4);
+  EXPECT_EQ(slotOf(&HOQFileTransferInfo::getSource), 5);
+  EXPECT_EQ(slotOf(&HOQFileTransferInfo::getDestination), 6);
+  EXPECT_EQ(slotOf(&HOQFileUploadInfo::data), 7);
+  EXPECT_EQ(slotOf(&HOQFileDownloadInfo::append), 7);
 }
 
 // As the local Filer is laid out.

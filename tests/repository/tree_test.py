@@ -40,6 +40,7 @@ MAY_CALL_ON_PATHS = {
     "cli/LocalNode.cpp": "looks for the plugin, beside the program",
     "cli/output/Output.cpp": "opens /dev/null",
     "filemanager/operations/CopyMoveOperate.cpp": "renames a directory that is moved",
+    "framework/src/HOQFile.cpp": "opens a file to write, for plugins and hosts",
 }
 
 # Headers of functions, constants, macros and kindred templates, named after their subject.

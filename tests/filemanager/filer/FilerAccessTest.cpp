@@ -47,11 +47,11 @@ const std::vector<Operation>& operations() {
        [](HOQFiler& f, HOQFiler::FileTypes&) { return f.copy({"d"}, "new", options); }},
       {"move", kChanging, true,
        [](HOQFiler& f, HOQFiler::FileTypes&) { return f.move({"d"}, "new", options); }},
-      {"upload", kChanging, false,
+      {"upload", kChanging, true,
        [](HOQFiler& f, HOQFiler::FileTypes&) {
          return f.upload({}, options, attributes, delegate, nullptr);
        }},
-      {"download", kReading, false,
+      {"download", kReading, true,
        [](HOQFiler& f, HOQFiler::FileTypes&) {
          return f.download({}, options, attributes, delegate, nullptr);
        }},
