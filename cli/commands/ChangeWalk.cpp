@@ -1,8 +1,8 @@
 #include "commands/ChangeWalk.h"
 
-#include <hoq/HOQFilerOptions.h>
 #include <hoq/HOQResultCodes.h>
 
+#include "Parallel.h"
 #include "PathText.h"
 #include "commands/RealPath.h"
 #include "listing/Selection.h"
@@ -16,9 +16,10 @@ constexpr unsigned kFields = HOQFileType::kType | HOQFileType::kPermissions | HO
 
 }  // namespace
 
-ChangeWalk::ChangeWalk(Session& session, Plan plan, Request request, bool followLinks)
+ChangeWalk::ChangeWalk(Session& session, Plan plan, Change kind, Request request, bool followLinks)
     : session_(session),
       plan_(std::move(plan)),
+      kind_(kind),
       request_(std::move(request)),
       followLinks_(followLinks),
       items_(session, 0, kFields),
@@ -33,11 +34,14 @@ ExitStatus ChangeWalk::run(const std::vector<Named>& items, bool recursive) {
       continue;
     }
     const bool entered = followLinks_ || namesDirectory(named.typed);
-    if (recursive && record->type == HOQFileType::kDirectory &&
-        (entered || !isLink(session_, named.full)))
-      tree(named.full, *record);
-    else
+    const bool isTree = recursive && record->type == HOQFileType::kDirectory &&
+                        (entered || !isLink(session_, named.full));
+    if (!isTree)
       item(named.full, *record);
+    else if (kind_ == Change::kSame && !followLinks_ && !namesDirectory(named.typed))
+      plainTrees(named.full, record);
+    else
+      tree(named.full, *record);
   }
   finish();
   return status_;
@@ -51,6 +55,62 @@ void ChangeWalk::item(const std::string& full, const HOQFileType& record) {
   if (batch.size() < kBatch) return;
   send(change, batch);
   batch.clear();
+}
+
+void ChangeWalk::plainTrees(const std::string& full, const RecordPtr& record) {
+  using Work = TreeSurvey::Work;
+  const TreeSurvey survey(session_, full, record, kFields);
+  const std::vector<int> codes = wholly(survey);
+  for (std::size_t i = 0; i < codes.size() && !ended_; ++i) {
+    const TreeSurvey::Directory& at = survey.directories()[i];
+    if (at.work == Work::kWhole) concludeWhole(at, codes[i]);
+    if (at.work == Work::kByItem) tree(at.full, *at.record);
+    if (at.work != Work::kEntries) continue;
+    entriesOf(at.full);
+    directory(at.full, *at.record);
+  }
+}
+
+/// Makes the requests for whole trees, several at once; their codes by directory. What they have
+/// to say is left to the careful walk, which then meets the same.
+std::vector<int> ChangeWalk::wholly(const TreeSurvey& survey) {
+  const auto& found = survey.directories();
+  Node& node = session_.node();
+  News::Counter& counter = session_.news().items;
+  std::vector<int> codes(found.size(), 0);
+  std::vector<std::size_t> whole;
+  for (std::size_t i = 0; i < found.size(); ++i)
+    if (found[i].work == TreeSurvey::Work::kWhole) whole.push_back(i);
+  inParallel(node, whole.size(), [&](std::size_t next) {
+    const TreeSurvey::Directory& root = found[whole[next]];
+    try {
+      const auto filer = node.filer(session_.directory(), NewsPtr(new News(counter)));
+      codes[whole[next]] = request_(*filer, {root.full}, plan_(*root.record),
+                                    HOQFilerOptions(HOQFilerOptions::kRecursive));
+    } catch (const CommandError&) {
+      codes[whole[next]] = kPathFailed;
+    }
+  });
+  return codes;
+}
+
+/// A request stops at what fails; then the tree is gone through item by item. Any other failure is
+/// the same for every request, and is told by another one.
+void ChangeWalk::concludeWhole(const TreeSurvey::Directory& root, int code) {
+  if (code == 0) return;
+  if (code == kPathFailed) return tree(root.full, *root.record);
+  code = request_(*session_.filer(session_.directory()), {root.full}, plan_(*root.record),
+                  HOQFilerOptions(HOQFilerOptions::kRecursive));
+  status_ = worse(status_, concluded(session_, code, root.full));
+  ended_ = code != 0;
+}
+
+void ChangeWalk::entriesOf(const std::string& full) {
+  const Listed listed = items_.list(full, false, nullptr);
+  if (!listed.complete) status_ = worse(status_, kExitFailed);
+  for (const RecordPtr& child : listed.records)
+    if (child->type != HOQFileType::kDirectory && child->type != HOQFileType::kLink)
+      item(join(full, child->name), *child);
 }
 
 void ChangeWalk::tree(const std::string& full, const HOQFileType& record) {
@@ -109,7 +169,8 @@ void ChangeWalk::finish() {
 /// A request stops at the path that fails; then each path gets one of its own.
 void ChangeWalk::send(unsigned change, const Paths& paths) {
   if (paths.empty() || ended_) return;
-  const int code = request_(*session_.filer(session_.directory()), paths, change);
+  const int code =
+      request_(*session_.filer(session_.directory()), paths, change, HOQFilerOptions(0));
   if (code == kPathFailed && paths.size() > 1) {
     (void)session_.news().takeErrors();  // told again by the path's own request
     for (const std::string& path : paths) send(change, {path});

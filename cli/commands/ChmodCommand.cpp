@@ -11,6 +11,8 @@
 namespace HOQ::cli {
 namespace {
 
+constexpr unsigned kOwnerEnters = 0500;
+
 /// The process's umask, which can only be read by setting it.
 unsigned currentMask() {
   const mode_t mask = ::umask(0);
@@ -65,8 +67,12 @@ ExitStatus ChmodCommand::run(Session& session, const std::vector<std::string>& a
       [&change, mask = currentMask()](const HOQFileType& record) {
         return change.apply(record.permissions, record.type == HOQFileType::kDirectory, mask);
       },
-      [](HOQFiler& filer, const ChangeWalk::Paths& paths, unsigned mode) {
-        return filer.chmod(paths, static_cast<int>(mode), HOQFilerOptions(0));
+      change.octal() && (*change.octal() & kOwnerEnters) == kOwnerEnters
+          ? ChangeWalk::Change::kSame
+          : ChangeWalk::Change::kEachItsOwn,
+      [](HOQFiler& filer, const ChangeWalk::Paths& paths, unsigned mode,
+         const HOQFilerOptions& options) {
+        return filer.chmod(paths, static_cast<int>(mode), options);
       },
       followLinks_);
   return worse(status, walk.run(items, recursive_));

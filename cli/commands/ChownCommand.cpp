@@ -118,20 +118,19 @@ ExitStatus ChownCommand::run(Session& session, const std::vector<std::string>& a
   const auto items =
       namedItems(session, {arguments.begin() + 1, arguments.end()}, wildcards_, status);
   if (status == kExitRefused) return status;
-  const auto change = [&owner](HOQFiler& filer, const ChangeWalk::Paths& paths) {
-    const HOQFilerOptions options(0);
+  const auto change = [&owner](HOQFiler& filer, const ChangeWalk::Paths& paths,
+                               const HOQFilerOptions& options) {
     return owner.byNames ? filer.chown(paths, owner.user, owner.group, options)
                          : filer.chown(paths, owner.uid, owner.gid, options);
   };
   if (!recursive_)
     return worse(status, changeEach(session, items, [&](HOQFiler& filer, const std::string& path) {
-                   return change(filer, {path});
+                   return change(filer, {path}, HOQFilerOptions(0));
                  }));
   ChangeWalk walk(
-      session, [](const HOQFileType&) { return 0U; },
-      [&](HOQFiler& filer, const ChangeWalk::Paths& paths, unsigned) {
-        return change(filer, paths);
-      },
+      session, [](const HOQFileType&) { return 0U; }, ChangeWalk::Change::kSame,
+      [&](HOQFiler& filer, const ChangeWalk::Paths& paths, unsigned,
+          const HOQFilerOptions& options) { return change(filer, paths, options); },
       followLinks_);
   return worse(status, walk.run(items, true));
 }

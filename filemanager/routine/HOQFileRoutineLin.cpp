@@ -39,7 +39,21 @@ int HOQFileRoutineLin::creationMode() const {
   return securityAttributes ? securityAttributes->value : kDefaultMode;
 }
 
-int HOQFileRoutineLin::chmod(int mode) { return ::chmod(path.c_str(), static_cast<mode_t>(mode)); }
+/// Relative to the directory that is being read, where the path names an entry of it: the system
+/// need not look the whole path up again for each. Only where the answer is the path's own: through
+/// links, or for a path too long, the system may refuse what stands there.
+HOQFileRoutineLin::Place HOQFileRoutineLin::place() const {
+  if (!followLinks && !openDirectories.empty() && path.size() < PATH_MAX) {
+    const OpenDirHandle& innermost = *openDirectories.back();
+    if (const char* name = innermost.nameOf(path)) return {innermost.descriptor(), name};
+  }
+  return {AT_FDCWD, path.c_str()};
+}
+
+int HOQFileRoutineLin::chmod(int mode) {
+  const Place at = place();
+  return ::fchmodat(at.directory, at.name, static_cast<mode_t>(mode), 0);
+}
 
 int HOQFileRoutineLin::link(const char* target, bool symbolic) {
   return symbolic ? ::symlink(target, path.c_str()) : ::link(target, path.c_str());
@@ -49,7 +63,8 @@ int HOQFileRoutineLin::readlink(char* buf, unsigned long size) {
   char scratch[kLinkText];
   if (size == 0 || (!buf && size > kLinkText)) size = kLinkText;
   if (!buf) buf = scratch;
-  const ssize_t length = ::readlink(path.c_str(), buf, size - 1);
+  const Place at = place();
+  const ssize_t length = ::readlinkat(at.directory, at.name, buf, size - 1);
   if (length <= 0) return static_cast<int>(length);
   buf[length] = '\0';
   return static_cast<int>(length) + 1;
@@ -57,9 +72,15 @@ int HOQFileRoutineLin::readlink(char* buf, unsigned long size) {
 
 int HOQFileRoutineLin::remove() { return ::remove(path.c_str()); }
 
-int HOQFileRoutineLin::rmdir() { return ::rmdir(path.c_str()); }
+int HOQFileRoutineLin::rmdir() {
+  const Place at = place();
+  return ::unlinkat(at.directory, at.name, AT_REMOVEDIR);
+}
 
-int HOQFileRoutineLin::rmitem() { return ::unlink(path.c_str()); }
+int HOQFileRoutineLin::rmitem() {
+  const Place at = place();
+  return ::unlinkat(at.directory, at.name, 0);
+}
 
 int HOQFileRoutineLin::mkdir(HOQFileRoutine* from) {
   const int result = ::mkdir(path.c_str(), static_cast<mode_t>(creationMode()));
@@ -91,22 +112,11 @@ int HOQFileRoutineLin::move(HOQFileRoutine& dst) {
   return ::rename(path.c_str(), dst.path.c_str());
 }
 
-/// The directory to examine the path from, when that is being read and the path names an entry of
-/// it: the system need not look the whole path up again for each. Only where the answer is the
-/// path's own: through links, or for a path too long, the system may refuse what stands there.
-const OpenDirHandle* HOQFileRoutineLin::directoryOfPath() const {
-  if (followLinks || openDirectories.empty() || path.size() >= PATH_MAX) return nullptr;
-  const OpenDirHandle* const innermost = openDirectories.back();
-  return innermost->nameOf(path) ? innermost : nullptr;
-}
-
 int HOQFileRoutineLin::stat() {
-  const OpenDirHandle* const directory = directoryOfPath();
+  const Place at = place();
   struct stat fresh;
-  const int result =
-      directory
-          ? ::fstatat(directory->descriptor(), directory->nameOf(path), &fresh, AT_SYMLINK_NOFOLLOW)
-          : ::fstatat(AT_FDCWD, path.c_str(), &fresh, followLinks ? 0 : AT_SYMLINK_NOFOLLOW);
+  const int flags = followLinks ? 0 : AT_SYMLINK_NOFOLLOW;
+  const int result = ::fstatat(at.directory, at.name, &fresh, flags);
   if (result != 0) return result;
   statBuffer = fresh;
   if (isDir()) statBuffer.st_size = 0;
@@ -114,7 +124,8 @@ int HOQFileRoutineLin::stat() {
 }
 
 int HOQFileRoutineLin::open(int flags) {
-  fd = ::open(path.c_str(), flags, static_cast<mode_t>(creationMode()));
+  const Place at = place();
+  fd = ::openat(at.directory, at.name, flags, static_cast<mode_t>(creationMode()));
   if (fd < 0) return -1;
   return errno == EEXIST ? 1 : 0;  // errno of before the call: see the header
 }
@@ -143,7 +154,7 @@ int HOQFileRoutineLin::seek(long long offset) {
 int HOQFileRoutineLin::opendir(void*& handle) {
   if (openDirectories.size() >= kOpenDirectories) drainOutermost();
   auto directory = std::make_unique<OpenDirHandle>();
-  while (directory->open(path) != 0) {
+  for (Place at = place(); directory->open(at.directory, at.name, path) != 0; at = place()) {
     if ((errno != EMFILE && errno != ENFILE) || openDirectories.empty()) return -1;
     drainOutermost();
   }

@@ -74,9 +74,16 @@ class HOQFileRoutineLin : public HOQFileRoutine {
   /// Names of ids met so far, in the tables; null: unknown.
   using IdNames = std::unordered_map<std::uint32_t, const std::string*>;
 
+  /// How a call names the path to the system: relative to a directory that is open already, or to
+  /// none (AT_FDCWD). Valid while path and directory stay.
+  struct Place {
+    int directory;
+    const char* name;
+  };
+
   int creationMode() const;
   void drainOutermost();
-  const OpenDirHandle* directoryOfPath() const;
+  Place place() const;
 
   bool loadTables();
   static const std::string* nameOf(std::uint32_t id, const std::set<UserId>& table, IdNames& met);

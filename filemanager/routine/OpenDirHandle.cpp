@@ -1,5 +1,9 @@
 #include "routine/OpenDirHandle.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstring>
 
 #include <hoq/HOQAssert.h>
@@ -17,9 +21,16 @@ OpenDirHandle::~OpenDirHandle() {
   if (dir) ::closedir(dir);
 }
 
-int OpenDirHandle::open(const std::string& directory) {
-  dir = ::opendir(directory.c_str());
-  if (!dir) return -1;
+int OpenDirHandle::open(int parent, const char* name, const std::string& directory) {
+  const int fd = ::openat(parent, name, O_RDONLY | O_NONBLOCK | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return -1;
+  dir = ::fdopendir(fd);
+  if (!dir) {
+    const int cause = errno;
+    ::close(fd);
+    errno = cause;
+    return -1;
+  }
   path = directory;
   return 0;
 }

@@ -18,8 +18,9 @@ class OpenDirHandle {
   OpenDirHandle& operator=(const OpenDirHandle&) = delete;
   ~OpenDirHandle();
 
-  /// opendir(3). -1 with errno.
-  int open(const std::string& directory);
+  /// As opendir(3), of `name` in `parent` as openat(2) takes them; `directory` is the whole path.
+  /// -1 with errno.
+  int open(int parent, const char* name, const std::string& directory);
 
   /// The name of `item` in this directory, for calls relative to descriptor(): null where `item`
   /// does not stand right below the path that was opened.

@@ -1,4 +1,5 @@
 // The Linux routine's owners and credentials.
+#include <fcntl.h>
 #include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -116,7 +117,8 @@ int HOQFileRoutineLin::getown(void*& owner) {
 
 int HOQFileRoutineLin::chown(void* owner) {
   const auto* ids = static_cast<const Gids*>(owner);
-  if (::chown(path.c_str(), ids->uid, ids->gid) != 0) return -1;
+  const Place at = place();
+  if (::fchownat(at.directory, at.name, ids->uid, ids->gid, 0) != 0) return -1;
   if (isLink() || (statBuffer.st_mode & kSetIdBits) == 0) return 0;
   return chmod(static_cast<int>(statBuffer.st_mode));  // the system took the bits away
 }

@@ -111,7 +111,8 @@ class Chmod(HoqTest):
             for name in ("d", "d/e", "d/e/f"):
                 os.chown(self.path(name), 65534, 65534)
         for mode, file, directory in (("a=", 0, 0), ("u=rwX", 0o600, 0o700),
-                                      ("a-rx", 0o200, 0o200), ("a+rX", 0o644, 0o755)):
+                                      ("a-rx", 0o200, 0o200), ("750", 0o750, 0o750),
+                                      ("300", 0o300, 0o300), ("a=rX", 0o555, 0o555)):
             with self.subTest(mode=mode):
                 result = self.hoq_as_nobody("chmod", "-R", mode, "d")
                 self.assertEqual((result.status, result.err), (0, b""), result)
@@ -151,6 +152,24 @@ class Chmod(HoqTest):
         for number in range(1500):
             self.assertEqual(self.mode(f"many/{number}"), (0o660, 0o660, 0o770)[number % 3])
 
+    def test_trees_with_and_without_links_are_changed_whole(self):
+        """Branches without links and branches with one, at every place, in a tree of 4000 files."""
+        self.make("out")
+        os.chmod(self.path("out"), 0o600)
+        files = []
+        for branch in range(8):
+            for twig in range(5):
+                folder = f"d/{branch}/{twig}"
+                self.make(folder + "/")
+                for number in range(100):
+                    files.append(f"{folder}/{number}")
+                    os.close(os.open(self.path(files[-1]), os.O_CREAT, 0o600))
+        self.make("d/1/l -> ../../out", "d/2/3/l -> /", "d/4/0/lost -> nowhere", "d/file")
+        self.assertEqual(self.lines("chmod", "-R", "705", "d"), [])
+        for name in ("d", "d/0", "d/1", "d/2/3", "d/7/4", "d/file", *files):
+            self.assertEqual(self.mode(name), 0o705, name)
+        self.assertEqual(self.mode("out"), 0o600)
+
     def test_patterns_are_patterns_only_when_asked(self):
         self.make("a.c", "b.c", "*.c", "d/", "d/c.c")
         for name in ("a.c", "b.c", "*.c", "d/c.c"):
@@ -189,13 +208,17 @@ class Chmod(HoqTest):
     def test_what_may_not_be_changed_is_told_one_by_one(self):
         if os.geteuid() != 0:
             self.skipTest("needs root to make items of others")
-        self.make("d/", "d/mine", "d/theirs", "d/also-mine")
-        for name in ("d", "d/mine", "d/also-mine"):
+        self.make("d/", "d/e/", "d/e/mine", "d/theirs", "d/e/theirs", "d/also-mine")
+        for name in ("d", "d/e", "d/e/mine", "d/also-mine"):
             os.chown(self.path(name), 65534, 65534)
-        result = self.hoq_as_nobody("chmod", "-R", "u=rwX,g=u", "d")
-        self.assertEqual((result.status, result.err.decode().splitlines()), (1, [
-            f'hoq: "{self.dir}/d/theirs", Cannot change mode: Operation not permitted[1]']))
-        self.assertEqual((self.mode("d/mine"), self.mode("d/also-mine")), (0o664, 0o664))
+        for mode, expected in (("u=rwX,g=u", 0o664), ("770", 0o770)):
+            with self.subTest(mode=mode):
+                result = self.hoq_as_nobody("chmod", "-R", mode, "d")
+                self.assertEqual((result.status, sorted(result.err.decode().splitlines())), (1, [
+                    f'hoq: "{self.dir}/d/{theirs}", Cannot change mode: Operation not permitted[1]'
+                    for theirs in ("e/theirs", "theirs")]))
+                self.assertEqual((self.mode("d/e/mine"), self.mode("d/also-mine")),
+                                 (expected, expected))
 
     def test_wrong_usage_changes_nothing(self):
         self.make("f")

@@ -76,7 +76,7 @@ class Chown(HoqTest):
         self.assertEqual(os.stat(self.path("f")).st_mode & 0o7777, 0o6755)
 
     def test_nobody_is_found_before_anything_is_touched(self):
-        self.make("f", "g")
+        self.make("f", "g", "d/", *(f"d/{branch}/" for branch in range(9)))
         before = self.owner("f")
         for owner, text in (("no-such-user", "Cannot find user no-such-user"),
                             ("root:no-such-group",
@@ -89,6 +89,10 @@ class Chown(HoqTest):
                 self.assertEqual((result.status, result.out, result.err.count(b"\n")), (1, b"", 1))
                 self.assertIn(text.encode(), result.err)
                 self.assertEqual(self.owner("f"), before)
+                result = self.hoq("chown", "-R", owner, "d", "f")
+                self.assertEqual((result.status, result.out, result.err.count(b"\n")), (1, b"", 1))
+                self.assertIn(text.encode(), result.err)
+                self.assertEqual(self.owner("d/0"), before)
 
     def test_a_path_that_fails_does_not_stop_the_others(self):
         self.need_root()
