@@ -4,7 +4,7 @@ function(hoq_target target)
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Werror)
   if(HOQ_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${HOQ_SANITIZE} -fno-sanitize-recover=all
-      -fno-omit-frame-pointer -O1)
+      -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=${HOQ_SANITIZE})
   endif()
 endfunction()

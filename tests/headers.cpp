@@ -1,0 +1,2 @@
+// The tests' precompiled headers belong to a program, so that they are compiled as programs are.
+int main() { return 0; }
