@@ -45,6 +45,10 @@ void HOQRequestModificator::sync(HOQRequestHandlerPtr handler, const std::string
   if (!session.empty()) this->session(session);
 }
 
+void HOQRequestModificator::async(HOQRequestHandlerPtr handler, const std::string& session) {
+  sync(std::move(handler), session);
+}
+
 void HOQRequestModificator::noteOutcome(int code) {
   if (outside_ && transactionCode_ == 0) transactionCode_ = code;
 }

@@ -1,14 +1,19 @@
 // The destructors and default bodies of the framework's interfaces: each class's virtual table
 // stands here, once, so that every library of a process shares it.
 #include <hoq/HOQAccessProviderPrototype.h>
+#include <hoq/HOQChannelEndPrototype.h>
 #include <hoq/HOQComplexRequestHandler.h>
 #include <hoq/HOQConnectionPrototype.h>
 #include <hoq/HOQEID.h>
+#include <hoq/HOQErrorMessage.h>
 #include <hoq/HOQFilerBase.h>
 #include <hoq/HOQFunctional.h>
+#include <hoq/HOQHaulDeserializerPrototype.h>
+#include <hoq/HOQHaulSerializerPrototype.h>
 #include <hoq/HOQRequestContext.h>
 #include <hoq/HOQRequestHandlerPrototype.h>
 #include <hoq/HOQSecurityAttributes.h>
+#include <hoq/HOQStageSession.h>
 
 namespace HOQ {
 
@@ -21,6 +26,23 @@ HOQFilerBase::FileOperationControlHandler::~FileOperationControlHandler() = defa
 HOQFunctional::~HOQFunctional() = default;
 HOQRequestContext::~HOQRequestContext() = default;
 HOQSecurityAttributes::~HOQSecurityAttributes() = default;
+
+HOQChannelEndPrototype::~HOQChannelEndPrototype() = default;
+bool HOQChannelEndPrototype::stands() const { return true; }
+void HOQChannelEndPrototype::giveUp(const std::string&) {}
+std::string HOQChannelEndPrototype::failure() const { return std::string(); }
+
+HOQConnectorPrototype::~HOQConnectorPrototype() = default;
+HOQStageSession::~HOQStageSession() = default;
+HOQHaulSerializerBaseParams::~HOQHaulSerializerBaseParams() = default;
+HOQHaulSerializerBasePrototype::~HOQHaulSerializerBasePrototype() = default;
+HOQHaulSerializerPrototype::~HOQHaulSerializerPrototype() = default;
+HOQHaulDeserializerPrototype::~HOQHaulDeserializerPrototype() = default;
+
+HOQStageSessionPtr HOQAccessProviderPrototype::openSession(const std::string& name) {
+  setErrorMessage("There is no way to \"%s\" of another node", name);
+  return HOQStageSessionPtr();
+}
 
 HOQRequestHandlerPrototype::~HOQRequestHandlerPrototype() = default;
 void HOQRequestHandlerPrototype::itemReached() {}

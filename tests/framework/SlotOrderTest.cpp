@@ -3,6 +3,7 @@
 #include <hoq/HOQFileDownloadInfo.h>
 #include <hoq/HOQFileUploadInfo.h>
 #include <hoq/HOQFiler.h>
+#include <hoq/HOQHaulControl.h>
 #include <hoq/HOQRequestModificatorLocal.h>
 
 #include "support/SlotProbe.h"
@@ -58,6 +59,32 @@ TEST(SlotOrder, OfTheTransferRecords) {
   EXPECT_EQ(slotOf(&HOQFileTransferInfo::getDestination), 6);
   EXPECT_EQ(slotOf(&HOQFileUploadInfo::data), 7);
   EXPECT_EQ(slotOf(&HOQFileDownloadInfo::append), 7);
+}
+
+TEST(SlotOrder, OfAChannelsEndStartsWithItsThreeOperations) {
+  EXPECT_EQ(slotOf(&HOQChannelEndPrototype::read), 0);
+  EXPECT_EQ(slotOf(&HOQChannelEndPrototype::write), 1);
+  EXPECT_EQ(slotOf(&HOQChannelEndPrototype::close), 2);
+}
+
+TEST(SlotOrder, OfTheEndsOfTransfers) {
+  EXPECT_EQ(slotOf(&HOQHaulSerializerPrototype::copy), 2);
+  EXPECT_EQ(slotOf(&HOQHaulDeserializerPrototype::startCopying), 2);
+  EXPECT_EQ(slotOf(&HOQHaulDeserializerPrototype::waitCopyingFinish), 3);
+}
+
+// What a control of its own kind of transfer overrides.
+class Control : public HOQHaulControl {
+ public:
+  using HOQHaulControl::createDeserializer;
+  using HOQHaulControl::createSerializer;
+  using HOQHaulControl::process;
+};
+
+TEST(SlotOrder, OfATransfersControlContinuesTheRequestFrames) {
+  EXPECT_EQ(slotOf(&Control::process), 9);
+  EXPECT_EQ(slotOf(&Control::createSerializer), 10);
+  EXPECT_EQ(slotOf(&Control::createDeserializer), 11);
 }
 
 // As the local Filer is laid out.

@@ -49,9 +49,11 @@ NAMED_AFTER_A_SUBJECT = {
     "filemanager/routine/ContentType.h",
     "filemanager/routine/FilterMatch.h",
     "framework/include/hoq/HOQAssert.h",
+    "framework/include/hoq/HOQChannelMemory.h",
     "framework/include/hoq/HOQErrorMessage.h",
     "framework/include/hoq/HOQExport.h",
     "framework/include/hoq/HOQFunctionalFactory.h",
+    "framework/include/hoq/HOQNodeIdentity.h",
     "framework/include/hoq/HOQResultCodes.h",
     "framework/include/hoq/HOQVersion.h",
 }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <boost/smart_ptr/intrusive_ref_counter.hpp>
+#include <string>
 
 #include <hoq/HOQEID.h>
 #include <hoq/HOQExport.h>
+#include <hoq/HOQStageSession.h>
 
 namespace HOQ {
 
@@ -17,6 +19,10 @@ class HOQ_EXPORT HOQAccessProviderPrototype
 
   /// The environment that this provider leads to.
   virtual HOQEID getEID() const = 0;
+
+  /// A session with the functional `name` there. Empty, with the error text set, when there is
+  /// none: by default, as for a provider that leads to this process.
+  virtual HOQStageSessionPtr openSession(const std::string& name);
 };
 
 }  // namespace HOQ

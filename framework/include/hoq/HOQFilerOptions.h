@@ -1,6 +1,10 @@
 #pragma once
 
+#include <hoq/HOQExport.h>
+
 namespace HOQ {
+
+class HOQMessageIterator;
 
 /// The options of a Filer request: one set of bits. Bits above the named ones are carried along.
 struct HOQFilerOptions {
@@ -17,6 +21,17 @@ struct HOQFilerOptions {
   HOQFilerOptions(int bits) : flags(bits) {}
 
   bool has(Bit bit) const { return (flags & bit) != 0; }
+
+  /// The element of a message that carries the bits.
+  static constexpr int kFlagsElement = 1261;
+
+  /// Always 0: what is not there stays as it was.
+  struct HOQ_EXPORT Writer {
+    int operator()(HOQMessageIterator& it, const HOQFilerOptions& options) const;
+  };
+  struct HOQ_EXPORT Reader {
+    int operator()(const HOQMessageIterator& it, HOQFilerOptions& options) const;
+  };
 
   int flags;
 };

@@ -2,6 +2,7 @@
 
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 #include <boost/smart_ptr/shared_ptr.hpp>
+#include <string>
 
 #include <hoq/HOQExport.h>
 #include <hoq/HOQFunctionalMultiplexer.h>
@@ -28,6 +29,19 @@ class HOQ_EXPORT HOQHaulControlFactory {
   ~HOQHaulControlFactory();
   HOQHaulControlFactory(const HOQHaulControlFactory&) = delete;
   HOQHaulControlFactory& operator=(const HOQHaulControlFactory&) = delete;
+
+  /// A transfer control that works in this process. Empty, with the error text set, when no
+  /// factory is registered under `name`.
+  boost::shared_ptr<HOQHaulControl> getFileControlLocal(HOQAccessProviderPtr access,
+                                                        const std::string& name);
+
+  /// The end of a file transfer in the environment `eid`: the local implementation where that is
+  /// invalid or this process's own, else the stand-in that reaches it through `access`. Empty,
+  /// with the error text set, when no factory of that sort is registered under `name`.
+  boost::intrusive_ptr<HOQHaulSerializerPrototype> getFileSerializerAgent(
+      const HOQEID& eid, HOQAccessProviderPtr access, const std::string& name);
+  boost::intrusive_ptr<HOQHaulDeserializerPrototype> getFileDeserializerAgent(
+      const HOQEID& eid, HOQAccessProviderPtr access, const std::string& name);
 
 #define HOQ_GET_MULTIPLEXER(Name, ...) \
   HOQFunctionalMultiplexer<__VA_ARGS__>& get##Name##Multiplexer() { return m_##Name; }

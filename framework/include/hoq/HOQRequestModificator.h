@@ -40,6 +40,10 @@ class HOQ_EXPORT HOQRequestModificator : public HOQRequest {
   /// A `session` that is not empty is set as by session().
   void sync(HOQRequestHandlerPtr handler, const std::string& session);
 
+  /// The following commands may work beside the caller where their object can; news and session as
+  /// for sync(). Objects of this framework cannot: their commands are done when they return.
+  void async(HOQRequestHandlerPtr handler, const std::string& session);
+
   /// The request machinery of a functional's object, local or remote. An object without one is a
   /// programming error and throws std::bad_cast.
   template <class Functional>

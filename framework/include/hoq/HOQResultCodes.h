@@ -10,6 +10,11 @@ constexpr int kNoRoutine = 2002;  // or the working directory or a path cannot b
 constexpr int kTargetExists = 2055;
 constexpr int kPathFailed = 2056;  // the walk stopped at a path; later ones are untouched
 
+// What a transfer to another node returns beside its stages' codes: negative, so that the record
+// of the item carries them as they stand.
+constexpr int kNodeUnreachable = -1003;  // it cannot be reached, or does not trust us, or we it
+constexpr int kNodeRefused = -1414;      // it answered 414
+
 /// The number under which list and stat answer.
 constexpr int kFileTypesTag = 1161;
 
