@@ -1,6 +1,7 @@
 #include "call/Operations.h"
 
 #include <fmt/format.h>
+#include <hoq/HOQConnectionInfo.h>
 #include <hoq/HOQFileUploadData.h>
 
 #include <boost/smart_ptr/make_shared.hpp>
@@ -40,12 +41,14 @@ void remove(HOQFiler& filer, const Request& request, Answer& answer) {
   answer.code = filer.remove(request.texts("paths"), options(request));
 }
 
+/// Null without a "mode".
+std::unique_ptr<HOQSecurityAttributes> attributes(const Request& request) {
+  if (!request.has("mode")) return nullptr;
+  return std::make_unique<HOQSecurityAttributes>(static_cast<int>(request.number("mode", 0)));
+}
+
 void mkdir(HOQFiler& filer, const Request& request, Answer& answer) {
-  std::unique_ptr<HOQSecurityAttributes> attributes;
-  if (request.has("mode"))
-    attributes =
-        std::make_unique<HOQSecurityAttributes>(static_cast<int>(request.number("mode", 0)));
-  answer.code = filer.mkdir(request.texts("paths"), attributes.get(), options(request));
+  answer.code = filer.mkdir(request.texts("paths"), attributes(request).get(), options(request));
 }
 
 void chmod(HOQFiler& filer, const Request& request, Answer& answer) {
@@ -79,6 +82,12 @@ void chown(HOQFiler& filer, const Request& request, Answer& answer) {
 
 void copy(HOQFiler& filer, const Request& request, Answer& answer) {
   answer.code = filer.copy(request.texts("paths"), request.text("destination"), options(request));
+}
+
+void copyToNode(HOQFiler& filer, const Request& request, Answer& answer) {
+  answer.code =
+      filer.copy(request.texts("paths"), HOQConnectionInfo{request.text("node")},
+                 request.text("destination"), options(request), attributes(request).get());
 }
 
 void move(HOQFiler& filer, const Request& request, Answer& answer) {
@@ -210,6 +219,15 @@ const std::vector<Operation>& operations() {
        false,
        checkOwner},
       {"copy", "change", "copies items and trees", {kPaths, kDestination}, false, copy},
+      {"copyToNode",
+       "change",
+       "copies items and trees to another node",
+       {kPaths,
+        {"node", KeyType::kString, kRequired, "host:port, unix:/path, or local: for this one"},
+        kDestination,
+        {"mode", KeyType::kInt32, kOptional, "mode word of the new items; absent: the sources'"}},
+       false,
+       copyToNode},
       {"move", "change", "moves items and trees", {kPaths, kDestination}, false, move},
       {"link",
        "change",
@@ -261,7 +279,7 @@ const Operation* findOperation(const std::string& name) {
 std::string describeOperations() {
   std::string out = "Operations and the keys of their requests:\n";
   for (const Operation& row : operations()) {
-    fmt::format_to(std::back_inserter(out), "  {:<8} {} (right: {})\n", row.name, row.help,
+    fmt::format_to(std::back_inserter(out), "  {:<10} {} (right: {})\n", row.name, row.help,
                    row.right);
     describe(out, row.keys);
   }

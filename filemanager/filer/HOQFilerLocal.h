@@ -61,9 +61,6 @@ class HOQFilerLocal : public HOQRequestModificatorLocal<HOQFiler>, public virtua
   /// Whether the thread's client lacks the right `level`.
   static bool refused(int level);
 
-  /// 414, or 424 where the client has the right `level`.
-  static int notProvided(int level);
-
   /// The common shape of the operations that change what their paths lead to: asks for the right,
   /// makes a routine, and runs an `Operation` over the paths. Extra arguments of the operation's
   /// constructor come last.

@@ -252,7 +252,7 @@ int HOQFilerLocal::stat(const Paths& paths, FileTypes* result, const HOQFilerOpt
 
 int HOQFilerLocal::search(const Paths&, const std::string&, FileTypes*, long long,
                           const HOQFilerOptions&) {
-  return notProvided(HOQAccessChecker::kRead);
+  return refused(HOQAccessChecker::kRead) ? kAccessRefused : kNotProvided;
 }
 
 }  // namespace HOQ

@@ -6,8 +6,8 @@ import unittest
 
 from hoqtest import HoqTest
 
-OPERATIONS = ("list, stat, search, remove, mkdir, chmod, chown, copy, move, link, readlink, "
-              "upload, download")
+OPERATIONS = ("list, stat, search, remove, mkdir, chmod, chown, copy, copyToNode, move, link, "
+              "readlink, upload, download")
 RECORD_KEYS = ("name type permissions user uid group gid size mtime nlink linkTarget contentType "
                "valid children").split()
 PLACEHOLDER = {"name": ".", "type": 0, "permissions": 0, "user": "", "uid": 0, "group": "",
@@ -231,6 +231,7 @@ class Changes(HoqTest):
     def test_refused_rights_answer_414_and_nothing_happens(self):
         rows = [("chmod", {"paths": ["g"], "mode": 0}),
                 ("copy", {"paths": ["g"], "destination": "n"}),
+                ("copyToNode", {"paths": ["g"], "node": "local:", "destination": "n"}),
                 ("chown", {"paths": ["g"], "uid": 1, "gid": 1}),
                 ("chown", {"paths": ["g"], "user": "root", "group": ""}),
                 ("move", {"paths": ["g"], "destination": "n"}),
@@ -245,6 +246,79 @@ class Changes(HoqTest):
             answer = self.ask("readlink", "--rights", rights, status=status, path="d/l")
             self.assertEqual((answer["code"], answer["target"]),
                              (0, "f") if status == 0 else (414, ""))
+
+
+class CopyToNode(HoqTest):
+    """Copies to a node, which here is the program's own process."""
+
+    def ask(self, paths, destination, *arguments, status=0, node="local:", **keys):
+        request = {"cwd": self.dir, "paths": paths, "node": node, "destination": destination}
+        return self.call("copyToNode", {**request, **keys}, *arguments, status=status)
+
+    def errors(self, answer):
+        self.assertEqual(answer["code"], 0, "failures are told item by item")
+        return [event["error"] for event in answer["events"] if "error" in event]
+
+    def test_a_tree_arrives_with_its_modes(self):
+        self.make("d/", "d/e/", "d/e/f=hello", "d/void", "t/")
+        os.chmod(self.path("d/e"), 0o750)
+        os.chmod(self.path("d/e/f"), 0o640)
+        with open(self.path("d/large"), "wb") as file:
+            file.write(os.urandom(3_000_001))
+        answer = self.ask(["d"], "t", options=2)
+        self.assertEqual(self.errors(answer), [])
+        self.assertNotIn("errorText", answer)
+        self.assertEqual(sorted(event["progress"]["status"] for event in answer["events"]),
+                         [self.dir + name for name in ("/d", "/d/e", "/d/e/f", "/d/large",
+                                                       "/d/void")])
+        for name in ("e/f", "large", "void"):
+            with open(self.path("d/" + name), "rb") as one, \
+                    open(self.path("t/d/" + name), "rb") as other:
+                self.assertTrue(one.read() == other.read(), name)
+        self.assertEqual(os.stat(self.path("t/d/e")).st_mode & 0o777, 0o750)
+        self.assertEqual(os.stat(self.path("t/d/e/f")).st_mode & 0o777, 0o640)
+
+    def test_a_mode_is_for_every_item(self):
+        self.make("f=1")
+        self.assertEqual(self.errors(self.ask(["f"], "g", mode=0o600)), [])
+        self.assertEqual(os.stat(self.path("g")).st_mode & 0o777, 0o600)
+
+    def test_failures_are_events_and_the_rest_stays(self):
+        self.make("f=1", "g=2", "l -> f", "d/")
+        os.mkfifo(self.path("p"))
+        rows = [("f", "g", 0, "Can't overwrite \"@/g\""), ("l", "n", 0, "Cannot copy link"),
+                ("l", "g", 5, "Cannot copy link"), ("p", "g", 1, "Cannot copy special file"),
+                ("f", "f", 1, "Cannot copy file onto itself"),
+                ("f", "no/n", 0, "Cannot open file to write"),
+                ("d", "no/n", 0, "Cannot create directory")]
+        for source, target, options, error in rows:
+            with self.subTest(source=source, target=target, options=options):
+                [told] = self.errors(self.ask([source], target, options=options))
+                self.assertLess(told["code"], 0)
+                self.assertEqual(told["message"], f'"{self.dir}/{source}", '
+                                 + error.replace("@", self.dir))
+        self.assertEqual(sorted(os.listdir(self.dir)), ["d", "f", "g", "l", "p"])
+        with open(self.path("g"), encoding="utf-8") as file:
+            self.assertEqual(file.read(), "2")
+
+    def test_an_overwritten_file_is_new(self):
+        self.make("f=1", "g=old")
+        before = os.stat(self.path("g")).st_ino
+        with open(self.path("g"), "rb"):  # so that its number stays taken
+            self.assertEqual(self.errors(self.ask(["f"], "g", options=1)), [])
+        self.assertNotEqual(os.stat(self.path("g")).st_ino, before)
+
+    def test_a_directory_is_not_copied_into_itself_without_end(self):
+        self.make("d/")
+        [told] = self.errors(self.ask(["d"], "d", options=2))
+        self.assertEqual(told["message"],
+                         f'"{self.dir}/d/d", Cannot copy directory into itself')
+
+    def test_a_node_is_needed(self):
+        self.make("f=1")
+        [told] = self.errors(self.ask(["f"], "g", node=""))
+        self.assertLess(told["code"], 0)
+        self.assertFalse(self.exists("g"))
 
 
 def encoded(data):
@@ -424,6 +498,12 @@ class BadInput(HoqTest):
         ("copy", '{"paths": ["f"], "destination": null}'),
         ("copy", '{"paths": "f", "destination": "g"}'),
         ("copy", '{"paths": ["f"], "destination": "g\\u0000"}'),
+        ("copyToNode", '{"paths": ["f"], "destination": "g"}'),
+        ("copyToNode", '{"paths": ["f"], "node": "local:"}'),
+        ("copyToNode", '{"node": "local:", "destination": "g"}'),
+        ("copyToNode", '{"paths": ["f"], "node": 1, "destination": "g"}'),
+        ("copyToNode", '{"paths": ["f"], "node": "a\\u0000", "destination": "g"}'),
+        ("copyToNode", '{"paths": ["f"], "node": "local:", "destination": "g", "mode": "755"}'),
         ("move", '{"destination": "g"}'),
         ("move", '{"paths": ["f"], "destination": "g", "mode": 0}'),
         ("link", '{"target": "f"}'),

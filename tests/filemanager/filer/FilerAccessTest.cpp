@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <hoq/HOQAccessChecker.h>
+#include <hoq/HOQConnectionInfo.h>
 #include <hoq/HOQErrorMessage.h>
 
 #include <functional>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "support/ScriptedFiler.h"
+#include "support/TransferFactories.h"
 #include "support/Trees.h"
 
 namespace HOQ::test {
@@ -24,24 +26,19 @@ struct Operation {
   std::function<int(HOQFiler&, HOQFiler::FileTypes&)> call;
 };
 
-/// A node's description is not looked at before the right is; this stands for one.
-const HOQConnectionInfo& someNode() {
-  static const long place[64] = {};
-  return reinterpret_cast<const HOQConnectionInfo&>(place);
-}
-
 const std::vector<Operation>& operations() {
   static const HOQFilerOptions options(0x2);
   static const HOQSecurityAttributes attributes(0755);
+  static const HOQConnectionInfo node{"local:"};
   static const HOQFiler::HandlerDelegate delegate;
   static const std::vector<Operation> all = {
       {"list", kReading, true,
        [](HOQFiler& f, HOQFiler::FileTypes& r) { return f.list({"d"}, &r, options, nullptr, 0); }},
       {"remove", kChanging, true,
        [](HOQFiler& f, HOQFiler::FileTypes&) { return f.remove({"d"}, options); }},
-      {"copy to a node", kChanging, false,
+      {"copy to a node", kChanging, true,
        [](HOQFiler& f, HOQFiler::FileTypes&) {
-         return f.copy({"d"}, someNode(), "new", options, &attributes);
+         return f.copy({"d"}, node, "new", options, &attributes);
        }},
       {"copy", kChanging, true,
        [](HOQFiler& f, HOQFiler::FileTypes&) { return f.copy({"d"}, "new", options); }},
@@ -103,6 +100,8 @@ class FilerAccess : public testing::Test {
       EXPECT_EQ(trees::snapshot(dir.path()), kTree);
     }
   }
+
+  const TransferFactories<> factories;
 };
 
 TEST_F(FilerAccess, ThereAreFifteenOperations) { EXPECT_EQ(operations().size(), 15U); }

@@ -2,6 +2,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <hoq/HOQAccessChecker.h>
+#include <hoq/HOQConnectionInfo.h>
 #include <hoq/HOQFiler.h>
 #include <hoq/HOQHaulControlFactory.h>
 #include <hoq/HOQLibFunctionality.h>
@@ -10,10 +11,12 @@
 
 #include <cstdio>
 #include <set>
+#include <stdexcept>
 #include <string>
 
 #include "support/Isolation.h"
 #include "support/TempDir.h"
+#include "support/Trees.h"
 
 namespace HOQ::test {
 namespace {
@@ -41,6 +44,76 @@ TEST(Plugin, TheHostFindsTheFactoryThatThePluginRegistered) {
               EXPECT_TRUE(filers().findLocalFactory(""));
               EXPECT_FALSE(filers().findAgentFactory(""));
               EXPECT_FALSE(filers().findLocalFactory("HOQFileManagerLocal"));
+            }),
+            "");
+}
+
+/// The factories of transfers that are there: "s" of sending ends, "c" of controls, "r" of
+/// receiving ends; small for local ones, capital for those of stand-ins.
+std::string transferFactories() {
+  auto& kit = HOQFunctionality<HOQHaulControlFactory>::kit();
+  std::string found;
+  if (kit.getFileSerializerMultiplexer().findLocalFactory("")) found += 's';
+  if (kit.getFileControlMultiplexer().findLocalFactory("")) found += 'c';
+  if (kit.getFileDeserializerMultiplexer().findLocalFactory("")) found += 'r';
+  if (kit.getFileSerializerMultiplexer().findAgentFactory("")) found += 'S';
+  if (kit.getFileControlMultiplexer().findAgentFactory("")) found += 'C';
+  if (kit.getFileDeserializerMultiplexer().findAgentFactory("")) found += 'R';
+  return found;
+}
+
+TEST(Plugin, TheHostFindsTheFactoriesOfTransfers) {
+  EXPECT_EQ(inChild([] {
+              EXPECT_EQ(transferFactories(), "");
+              HOQPluginLoader loader;
+              ASSERT_EQ(loader.load(kPlugin), "");
+              EXPECT_EQ(transferFactories(), "scrSR");
+              EXPECT_EQ(entryPoint("initHOQFileManagerLocal")(), 0);
+              EXPECT_EQ(transferFactories(), "scrSR");
+            }),
+            "");
+}
+
+TEST(Plugin, ItsFilerCopiesToANode) {
+  const TempDir dir;
+  EXPECT_EQ(
+      inChild([&] {
+        HOQPluginLoader loader;
+        ASSERT_EQ(loader.load(kPlugin), "");
+        const auto filer = filers().createLocal("", HOQAccessProviderPtr());
+        ASSERT_TRUE(filer);
+        filer->setCwd(dir.path());
+        const HOQAccessChecker::Scope client(HOQAccessChecker::ClientContextPtr(
+            new HOQClientContext("a test's client", true, true)));
+        trees::make(dir.path(), "d/f=text t/");
+        EXPECT_EQ(
+            filer->copy({"d"}, HOQConnectionInfo{"local:"}, "t", HOQFilerOptions(0x2), nullptr), 0);
+        EXPECT_EQ(trees::snapshot(dir.path()), "d/f=text t/d/f=text");
+      }),
+      "");
+}
+
+/// Stands in the place of one of the plugin's own.
+class OtherControlFactory : public HOQFunctionalFactoryLocal<boost::shared_ptr<HOQHaulControl>> {
+ public:
+  boost::shared_ptr<HOQHaulControl> createNew(HOQAccessProviderPtr) const override { return {}; }
+};
+
+// What was registered until then stays, in its order, and the next init begins anew.
+TEST(Plugin, ARegistrationThatFailsLeavesTheOnesBeforeIt) {
+  EXPECT_EQ(inChild([] {
+              auto& kit = HOQFunctionality<HOQHaulControlFactory>::kit();
+              kit.getFileControlMultiplexer().registerLocalFactory(
+                  "", boost::shared_ptr<OtherControlFactory>(new OtherControlFactory));
+              void* const library = dlopen(kPlugin, RTLD_NOW);
+              ASSERT_NE(library, nullptr) << dlerror();
+              EXPECT_THROW(entryPoint("initHOQFileManagerLocal")(), std::invalid_argument);
+              EXPECT_TRUE(filers().findLocalFactory(""));
+              EXPECT_EQ(transferFactories(), "sc");
+              EXPECT_EQ(entryPoint("finiHOQFileManagerLocal")(), 0);
+              EXPECT_EQ(transferFactories(), "");
+              EXPECT_EQ(entryPoint("initHOQFileManagerLocal")(), 0);
+              EXPECT_EQ(transferFactories(), "scrSR");
             }),
             "");
 }
@@ -84,14 +157,10 @@ TEST(Plugin, FiniUnregistersForGood) {
               ASSERT_EQ(loader.load(kPlugin), "");
               EXPECT_EQ(entryPoint("finiHOQFileManagerLocal")(), 0);
               EXPECT_FALSE(filers().findLocalFactory(""));
-              auto& haul = HOQFunctionality<HOQHaulControlFactory>::kit();
-              EXPECT_FALSE(haul.getFileControlMultiplexer().findLocalFactory(""));
-              EXPECT_FALSE(haul.getFileSerializerMultiplexer().findLocalFactory(""));
-              EXPECT_FALSE(haul.getFileSerializerMultiplexer().findAgentFactory(""));
-              EXPECT_FALSE(haul.getFileDeserializerMultiplexer().findLocalFactory(""));
-              EXPECT_FALSE(haul.getFileDeserializerMultiplexer().findAgentFactory(""));
+              EXPECT_EQ(transferFactories(), "");
               EXPECT_EQ(entryPoint("initHOQFileManagerLocal")(), 0);
               EXPECT_FALSE(filers().findLocalFactory(""));
+              EXPECT_EQ(transferFactories(), "");
               EXPECT_EQ(entryPoint("finiHOQFileManagerLocal")(), 0);
             }),
             "");
