@@ -179,14 +179,14 @@ struct StepCase {
 
 const StepCase kSteps[] = {
     {"the source opens", Call::Open, "/s", "s=1", "Cannot open file to read"},
-    {"the target opens", Call::Open, "t/s", "s=1", "Cannot create file to write"},
+    {"the target opens", Call::Open, "/t/s", "s=1", "Cannot create file to write"},
     {"a read", Call::Read, "/s", "s=1", "Cannot read from file"},
-    {"a write", Call::Write, "t/s", "s=1", "Cannot write to file"},
-    {"the target closes", Call::Close, "t/s", "s=1", "Cannot write to file"},
-    {"a directory is made", Call::Mkdir, "t/s", "s/", "Cannot create directory"},
+    {"a write", Call::Write, "/t/s", "s=1", "Cannot write to file"},
+    {"the target closes", Call::Close, "/t/s", "s=1", "Cannot write to file"},
+    {"a directory is made", Call::Mkdir, "/t/s", "s/", "Cannot create directory"},
     {"a directory is read", Call::Opendir, "/s", "s/", "Cannot read directory"},
     {"a link is read", Call::Readlink, "/s", "s->x", "Cannot read link"},
-    {"a link is made", Call::Link, "t/s", "s->x", "Cannot create symbolic link"},
+    {"a link is made", Call::Link, "/t/s", "s->x", "Cannot create symbolic link"},
     {"a special file is made", Call::Copy, "/s", "s|", "Cannot copy/move item"},
 };
 
