@@ -6,7 +6,9 @@ root=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd -P)
 # leaves a build tree that the others can use.
 build_packages=(
   g++ cmake ninja-build ccache pkg-config python3 file ca-certificates
-  libboost-dev libboost-filesystem-dev libcli11-dev libfmt-dev nlohmann-json3-dev
+  libboost-dev libboost-filesystem-dev libcli11-dev libfmt-dev nlohmann-json3-dev libssl-dev
+  libgrpc++-dev libprotobuf-dev protobuf-compiler protobuf-compiler-grpc
+  libspdlog-dev libtomlplusplus-dev prometheus-cpp-dev python3-grpcio python3-protobuf openssl
   libgtest-dev libgmock-dev
 )
 

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <hoq/HOQMsgWriter.h>
+#include <hoq/HOQRequestHandlerPrototype.h>
+
+namespace HOQ::transport {
+
+class FilerCall;
+
+/// The receiver of an operation's news that sends them to the client of its call, which outlives
+/// it. What cannot be delivered is dropped.
+class EventHandler final : public HOQRequestHandlerPrototype {
+ public:
+  explicit EventHandler(FilerCall& call) : call_(call) {}
+
+  void error(const HOQRequestErrorData& error) override;
+  void progress(const HOQRequestProgressData& progress) override;
+  void answer(const HOQMsgWriter& answer, const HOQRequestErrorData& outcome) override;
+
+ private:
+  FilerCall& call_;
+};
+
+/// Sends records without an answer.
+void sendRecords(FilerCall& call, const HOQMsgSink::FileTypes& records);
+
+}  // namespace HOQ::transport

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <grpcpp/support/server_callback.h>
+#include <hoq/v1/haul.pb.h>
+
+#include <atomic>
+#include <deque>
+#include <memory>
+#include <string>
+#include <variant>
+
+#include <hoq/HOQMessage.h>
+#include <hoq/HOQStageService.h>
+
+#include "haul/TransferStream.h"
+#include "server/Ledger.h"
+#include "server/Pool.h"
+
+namespace HOQ::transport {
+
+/// What the server's stream of transfers is written to and read from. Valid until finish().
+class HaulWire {
+ public:
+  virtual ~HaulWire() = default;
+  virtual void write(const hoq::v1::HaulReply& reply) = 0;
+  virtual void read(hoq::v1::HaulRequest* request) = 0;
+  virtual void finish(const grpc::Status& status) = 0;
+  virtual void cancel() = 0;
+};
+
+/// A client's stream of transfers: each runs its stages in a thread of the pool, which stays with
+/// the transfer, while the bytes of its channel pass beside it.
+class HaulCall final : public TransferStream<hoq::v1::HaulReply, hoq::v1::HaulRequest>,
+                       public LiveCall,
+                       public std::enable_shared_from_this<HaulCall> {
+ public:
+  HaulCall(std::shared_ptr<Ledger> ledger, Pool& pool);
+  ~HaulCall() override;
+
+  /// Begins to read. Once.
+  void begin(HaulWire* wire);
+
+  // The wire's events.
+  void onWrote(bool ok) { wrote(ok); }
+  void onGot(bool ok) { got(ok); }
+  void onCancel();
+
+  void breakOff(const char* trouble) override;
+  void endIfIdle() override;
+
+ private:
+  struct Create {
+    std::string functional;
+    HOQMessage params;
+    std::string askedBy;
+    bool isReadable;
+    bool isAdmitted;
+    std::string trouble;
+  };
+  struct Stage {
+    std::string name;
+    bool withChannel;
+    bool thenFinish;
+  };
+  struct Finish {};
+  using Command = std::variant<Create, Stage, Finish>;
+
+  static constexpr std::size_t kCommands = 4;  // a client waits for results, so there are few
+
+  void startWrite(const hoq::v1::HaulReply& message) override { wire_->write(message); }
+  void startRead(hoq::v1::HaulRequest* message) override { wire_->read(message); }
+  void breakOff(Lock& lock, const char* why) override;
+  bool step(Lock& lock, Clock::time_point deadline) override;
+  bool takeHead(hoq::v1::HaulRequest& message, Lock& lock) override;
+  bool takeTail(hoq::v1::HaulRequest& message, Lock& lock) override;
+  bool wantsMore() const override { return commands_.size() < kCommands; }
+  void streamEnded(Lock& lock) override;
+
+  bool startThread();
+  void run();
+  bool nextCommand(Command& command);
+  void abandon(Lock& lock);
+  void describe(const Create& create);
+  void perform(Create& create);
+  void perform(Stage& stage);
+  void perform(Finish&);
+  void finishTransfer();
+  void report(std::string trouble);
+  void uncount();
+
+  const std::shared_ptr<Ledger> ledger_;
+  Pool& pool_;
+  HaulWire* wire_ = nullptr;  // not owned
+  std::deque<Command> commands_;
+  bool running_ = false;                 // a thread has the stream
+  bool busy_ = false;                    // from a create to its finish
+  bool finished_ = false;                // the wire's
+  std::atomic<bool> uncounted_ = false;  // no more among the open streams
+  grpc::Status status_;
+
+  // The thread's.
+  std::unique_ptr<HOQStageService> service_;
+  HOQChannelEndPtr end_;  // the service's: it must not seem gone while the transfer is under way
+  int refusal_ = 0;       // why there is no service
+  std::string refusalText_;
+  CallRecord record_;
+  Clock::time_point began_;
+  Ledger::Held held_ = Ledger::Held::kNone;
+};
+
+}  // namespace HOQ::transport
