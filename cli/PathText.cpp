@@ -50,6 +50,14 @@ bool namesDirectory(std::string_view typed) {
   return last.empty() || last == "." || last == "..";
 }
 
+bool namesContents(std::string_view typed) {
+  while (typed.size() > 1 && typed.back() == '/') typed.remove_suffix(1);
+  const std::string_view last = lastComponent(typed);
+  return last == "." || last == "..";
+}
+
+std::string quoted(const std::string& path) { return "\"" + path + "\""; }
+
 bool hasWildcards(std::string_view text) {
   return text.find_first_of("*[]?") != std::string_view::npos;
 }

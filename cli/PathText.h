@@ -21,6 +21,12 @@ std::string join(std::string_view path, std::string_view name);
 /// Whether `typed` asks for what a link leads to: it ends in "/", "." or "..".
 bool namesDirectory(std::string_view typed);
 
+/// Whether `typed` ends in "." or "..", whatever separators stand behind: what is in the directory.
+bool namesContents(std::string_view typed);
+
+/// `path` in double quotes, as messages show it.
+std::string quoted(const std::string& path);
+
 /// Whether the Filer takes a part of `text` as a pattern where patterns are allowed.
 bool hasWildcards(std::string_view text);
 

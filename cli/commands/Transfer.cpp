@@ -9,15 +9,6 @@
 namespace HOQ::cli {
 namespace {
 
-std::string quoted(const std::string& path) { return "\"" + path + "\""; }
-
-/// Whether `typed` ends in "." or "..", whatever separators stand behind.
-bool namesContents(std::string typed) {
-  while (typed.size() > 1 && typed.back() == '/') typed.pop_back();
-  const std::size_t slash = typed.rfind('/');
-  return isDots(slash == std::string::npos ? typed : typed.substr(slash + 1));
-}
-
 void add(Amount& amount, const HOQFileType& record) {
   ++amount.items;
   if (record.type == HOQFileType::kRegular) amount.bytes += record.size;

@@ -86,7 +86,7 @@ class DocsTest(unittest.TestCase):
     def test_the_readme_tour_shows_the_commands(self):
         shown = " ; ".join(command for command, _ in commands(repository.read("README.md")))
         for wanted in ("hoq ls", "hoq ls -l", "hoq ls -R", "--filter", "hoq stat", "hoq mkdir -p",
-                       "hoq cp -R", "hoq mv", "hoq chmod", "hoq rm -r", "--json", "hoq call"):
+                       "hoq cp -R", "hoq mv", "hoq put", "hoq get", "hoq chmod", "hoq rm -r", "--json", "hoq call"):
             self.assertIn(wanted, shown)
 
     def test_the_readme_names_the_two_commands_to_start_with(self):

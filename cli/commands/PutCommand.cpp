@@ -1,0 +1,48 @@
+#include "commands/PutCommand.h"
+
+namespace HOQ::cli {
+
+std::string PutCommand::notes() const {
+  return "LOCALs are files of this computer, REMOTE is a path of the node; -C is for REMOTE only. "
+         "Where\n"
+         "REMOTE is a directory, things go into it under their own names; several LOCALs need one. "
+         "A "
+         "\"/\"\n"
+         "behind it asks for a directory. \"d/.\" stands for what is in d. \"-\" is standard "
+         "input.\n"
+         "\n"
+         "Only contents are carried. LOCALs that are links are followed; links below directories "
+         "are left\n"
+         "out and told, unless -L is given, and so are devices and the like. Directories are "
+         "merged "
+         "into\n"
+         "directories, files are replaced only with -f. New files have the permissions of their "
+         "source,\n"
+         "less the umask of the node; -p gives them exactly, but never set-id bits.\n"
+         "\n"
+         "Things come together in a directory .hoq-put-... beside their target, and are moved out "
+         "when they\n"
+         "are whole: under the final name there is never a part of a file, and what was there "
+         "before stays\n"
+         "till then. An end before that removes the directory, unless --resume is given; one that "
+         "was left\n"
+         "behind, by a power failure for instance, is used by the same command with --resume, and "
+         "removed by\n"
+         "the same without. Do not put to one target twice at a time: the first one fails then.\n"
+         "\n"
+         "--resume goes on only behind what is proven, by SHA-256 on both sides, to be the "
+         "beginning "
+         "of the\n"
+         "source; that goes for a file under the final name as well, which need not be complete, "
+         "and needs no\n"
+         "-f. --verify reads back what has arrived. --in-place needs no room for a second copy, "
+         "and "
+         "what it\n"
+         "has begun stays.\n"
+         "\nExamples:\n"
+         "  $ hoq put notes.txt sent.txt\n"
+         "  $ hoq put -R -L --verify src sent\n"
+         "  $ tar -c src | hoq put - src.tar\n";
+}
+
+}  // namespace HOQ::cli
