@@ -22,7 +22,6 @@ struct Globals {
   std::string progress;
   std::string color;
   std::string engine;
-  std::string ca, cert, key;  // for the way to another node
   bool version = false;
   bool help = false;
 };
@@ -34,9 +33,9 @@ std::vector<Option> globalOptions(Globals& globals) {
        &settings.directory},
       {"--node", "ADDRESS", "the node to work on: host:port or unix:/path (or HOQ_NODE)",
        &settings.node},
-      {"--ca", "FILE", "certificates that a node's own is checked against", &globals.ca},
-      {"--cert", "FILE", "the certificate shown to a node", &globals.cert},
-      {"--key", "FILE", "the certificate's key", &globals.key},
+      {"--ca", "FILE", "what a node's certificate must come from (or HOQ_CA)", &settings.files.authorities},
+      {"--cert", "FILE", "the certificate shown to a node (or HOQ_CERT)", &settings.files.certificate},
+      {"--key", "FILE", "the certificate's key (or HOQ_KEY)", &settings.files.key},
       {"--json", nullptr, "print JSON, one object on each line", &settings.json},
       {"-q,--quiet", nullptr, "neither progress nor summaries; errors are still told",
        &settings.quiet},
@@ -97,6 +96,9 @@ Settings settle(Globals& globals) {
   };
   fromEnvironment(settings.node, "HOQ_NODE");
   fromEnvironment(settings.plugin, "HOQ_PLUGIN");
+  fromEnvironment(settings.files.authorities, "HOQ_CA");
+  fromEnvironment(settings.files.certificate, "HOQ_CERT");
+  fromEnvironment(settings.files.key, "HOQ_KEY");
   settings.progress = parseWhen("--progress", globals.progress);
   settings.color = parseWhen("--color", globals.color);
   if (globals.engine == "kernel")
@@ -197,7 +199,7 @@ ExitStatus runCommand(ParsedLine& line) {
   Session session(settle(line.globals));
   const ExitStatus status = line.command()->run(session, line.arguments);
   session.finish();
-  return status;
+  return session.lostNode() ? kExitNoNode : status;
 }
 
 ExitStatus runLine(const std::vector<std::string>& words) {

@@ -1,14 +1,12 @@
 #include "LocalNode.h"
 
-#include <unistd.h>
-
-#include <climits>
 #include <utility>
 
 #include <hoq/HOQLibFunctionality.h>
 #include <hoq/HOQRequestModificator.h>
 
 #include "ExitStatus.h"
+#include "ProgramFolder.h"
 
 namespace HOQ::cli {
 namespace {
@@ -19,22 +17,11 @@ constexpr const char kPluginFile[] = "libHOQFileManagerLocal.so";
 constexpr const char* kPluginFolders[] = {"/../lib/", "/../" HOQ_INSTALL_LIBDIR "/hoq/plugins/",
                                           "/../lib/hoq/plugins/"};
 
-std::string programFolder() {
-  char path[PATH_MAX];
-  const ssize_t length = ::readlink("/proc/self/exe", path, sizeof path);
-  if (length <= 0) return ".";
-  const std::string program(path, static_cast<std::size_t>(length));
-  return program.substr(0, program.rfind('/'));
-}
-
 std::string defaultPlugin() {
-  const std::string folder = programFolder();
-  for (const char* place : kPluginFolders) {
-    std::string file = folder + place + kPluginFile;
-    if (::access(file.c_str(), F_OK) == 0) return file;
-  }
+  std::string file = findBeside(kPluginFile, kPluginFolders);
+  if (!file.empty()) return file;
   throw CommandError(kExitFailed, std::string("cannot find the plugin ") + kPluginFile +
-                                      " beside " + folder + "; name it with --plugin FILE");
+                                      " beside " + programFolder() + "; name it with --plugin FILE");
 }
 
 /// A name without a "/" would be looked up among the system's libraries.

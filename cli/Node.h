@@ -27,6 +27,9 @@ class Node {
     virtual ~Stay() = default;
   };
   virtual std::unique_ptr<Stay> enter() = 0;
+
+  /// Whether a request could not be brought to its end because of the way to the node.
+  virtual bool lost() const { return false; }
 };
 
 }  // namespace HOQ::cli

@@ -11,6 +11,7 @@
 #include <hoq/canonizePath.h>
 
 #include "ExitStatus.h"
+#include "node/RemoteNode.h"
 
 namespace HOQ::cli {
 namespace {
@@ -36,18 +37,24 @@ Session::Session(const Settings& settings)
 
 Node& Session::node(Rights rights) {
   if (node_) return *node_;
-  if (!settings_.node.empty())
-    throw CommandError(
-        kExitNoNode, "cannot reach " + settings_.node + ": this build serves the local node only");
-  node_ = std::make_unique<LocalNode>(settings_.plugin, rights);
+  if (isRemote())
+    node_ = std::make_unique<RemoteNode>(network(), settings_.node);
+  else
+    node_ = std::make_unique<LocalNode>(settings_.plugin, rights);
   console_.startProgress(items_);
   return *node_;
+}
+
+Network& Session::network() {
+  if (!network_) network_ = std::make_unique<Network>(settings_.files);
+  return *network_;
 }
 
 const std::string& Session::directory() {
   if (!directory_.empty()) return directory_;
   std::string path = settings_.directory;
-  if (path.empty() || path.front() != '/') path = currentDirectory() + "/" + path;
+  if (path.empty() || path.front() != '/')
+    path = (isRemote() ? "" : currentDirectory()) + "/" + path;
   if (canonizePath(path, '/') != 0)
     throw CommandError(kExitFailed, "\"" + settings_.directory + "\", No such file or directory");
   return directory_ = path;

@@ -10,6 +10,7 @@
 #include "LocalNode.h"
 #include "News.h"
 #include "Node.h"
+#include "node/Network.h"
 #include "output/Console.h"
 #include "output/Output.h"
 
@@ -17,8 +18,9 @@ namespace HOQ::cli {
 
 /// What the global options say.
 struct Settings {
-  std::string directory;  // -C; empty: the current one
+  std::string directory;  // -C; empty: the current one, on another node "/"
   std::string node;       // empty: this one
+  ConnectionFiles files;  // for the way to other nodes
   std::string plugin;     // empty: the program's own
   bool json = false;
   bool quiet = false;
@@ -38,6 +40,13 @@ class Session {
 
   /// Connects at the first call. Throws CommandError when that cannot be.
   Node& node(Rights rights = Rights());
+  bool isRemote() const { return !settings_.node.empty(); }
+
+  /// The way to other nodes, also for what this process itself sends there; made at the first call.
+  Network& network();
+
+  /// Whether the node was lost on the way.
+  bool lostNode() const { return node_ && node_->lost(); }
 
   /// Where relative paths start: absolute and canonical. Throws CommandError.
   const std::string& directory();
@@ -67,6 +76,7 @@ class Session {
   NewsPtr news_;
   std::string directory_;
   std::string summary_;
+  std::unique_ptr<Network> network_;
   std::unique_ptr<Node> node_;
 };
 

@@ -129,6 +129,8 @@ ExitStatus CallCommand::run(Session& session, const std::vector<std::string>& ar
   const Rights rights = parseRights(rights_);
   const Request request = readRequest(readStandardInput(), operation.allKeys());
   if (operation.check != nullptr) operation.check(request);
+  if (session.isRemote() && !rights_.empty())
+    throw CommandError(kExitUsage, "--rights is for this node; another one knows what we may do");
   session.node(rights);
   const auto filer = session.filer(request.text("cwd"));
   if (const auto* credentials = request.credentials("credentials")) filer->setCred(*credentials);

@@ -1,13 +1,17 @@
 #include "commands/Command.h"
 
 #include "commands/CallCommand.h"
+#include "commands/CertCommand.h"
 #include "commands/ChmodCommand.h"
 #include "commands/ChownCommand.h"
 #include "commands/CpCommand.h"
+#include "commands/GetCommand.h"
 #include "commands/LnCommand.h"
 #include "commands/LsCommand.h"
 #include "commands/MkdirCommand.h"
 #include "commands/MvCommand.h"
+#include "commands/PingCommand.h"
+#include "commands/PutCommand.h"
 #include "commands/ReadlinkCommand.h"
 #include "commands/RmCommand.h"
 #include "commands/StatCommand.h"
@@ -26,7 +30,11 @@ std::vector<std::unique_ptr<Command>> makeCommands() {
   commands.push_back(std::make_unique<MvCommand>());
   commands.push_back(std::make_unique<LnCommand>());
   commands.push_back(std::make_unique<ReadlinkCommand>());
+  commands.push_back(std::make_unique<PutCommand>());
+  commands.push_back(std::make_unique<GetCommand>());
+  commands.push_back(std::make_unique<PingCommand>());
   commands.push_back(std::make_unique<CallCommand>());
+  commands.push_back(std::make_unique<CertCommand>());
   return commands;
 }
 

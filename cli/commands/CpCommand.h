@@ -17,6 +17,7 @@ class CpCommand : public Command {
 
  private:
   TransferOptions options_;
+  std::string to_;
 };
 
 }  // namespace HOQ::cli

@@ -1,3 +1,4 @@
+import glob
 import os
 import re
 import subprocess
@@ -5,7 +6,8 @@ import unittest
 
 from hoqtest import BIN, HoqTest, environment
 
-COMMANDS = ["ls", "stat", "rm", "mkdir", "chmod", "chown", "cp", "mv", "ln", "readlink", "call"]
+COMMANDS = ["ls", "stat", "rm", "mkdir", "chmod", "chown", "cp", "mv", "ln", "readlink", "put",
+            "get", "call", "cert"]
 
 
 class Help(HoqTest):
@@ -29,7 +31,7 @@ class Help(HoqTest):
                         ["/bin/sh", "-c", example], cwd=self.dir, capture_output=True, timeout=60,
                         env=environment(PATH=BIN + ":/usr/bin:/bin"))
                     self.assertEqual((done.returncode, done.stderr), (0, b""), done.stdout)
-                    if not re.search(r"hoq (rm|mkdir|chmod|chown|cp|mv|ln)", example):
+                    if not re.search(r"hoq (rm|mkdir|chmod|chown|cp|mv|ln|put|get)", example):
                         self.assertNotEqual(done.stdout, b"")
 
     def test_help_works_before_and_after_the_command(self):
@@ -86,12 +88,17 @@ class Usage(HoqTest):
         self.make("ls", "[a,b]", "rm")
         self.assertEqual(self.lines("ls", "ls", "rm", "[a,b]"), ["[a,b]", "ls", "rm"])
 
-    def test_another_node_is_out_of_reach_of_this_build(self):
-        error = "cannot reach far:7850: this build serves the local node only"
+    def test_another_node_needs_certificates(self):
+        if not glob.glob(os.path.join(BIN, "..", "lib", "libhoqtransport.so.*")):
+            self.skipTest("built without what reaches other nodes")
+        error = ('Cannot connect to node "far:7850": --ca, --cert and --key are needed for it '
+                 "(hoq cert --help says how to make them)")
         self.assert_fails(self.hoq("--node", "far:7850", "ls"), 3, error)
         self.assert_fails(self.hoq("ls", env=environment(HOQ_NODE="far:7850")), 3, error)
         self.assert_fails(self.hoq("call", "list", "--node", "far:7850", stdin=b'{"paths":[]}'), 3,
                           error)
+        self.assert_fails(self.hoq("ping"), 2,
+                          "ping asks another node: name it with --node ADDRESS")
 
 
 if __name__ == "__main__":

@@ -37,10 +37,14 @@ PATH_CALL = re.compile(
 
 # Files outside filemanager/routine that call the system on paths, and why they may.
 MAY_CALL_ON_PATHS = {
-    "cli/LocalNode.cpp": "looks for the plugin, beside the program",
+    "cli/ProgramFolder.cpp": "where this program lies, and what lies beside it",
+    "cli/contents/LocalSide.cpp": "the client's own files, which put and get carry",
     "cli/output/Output.cpp": "opens /dev/null",
     "filemanager/operations/CopyMoveOperate.cpp": "renames a directory that is moved",
     "framework/src/HOQFile.cpp": "opens a file to write, for plugins and hosts",
+    "transport/tls/PemFile.cpp": "reads this node's own certificates and key",
+    "transport/tls/Sockets.cpp": "names of UNIX sockets that are listened on",
+    "transport/tls/UnixSocketFolder.cpp": "looks whether others could replace such a name",
 }
 
 # Headers of functions, constants, macros and kindred templates, named after their subject.
