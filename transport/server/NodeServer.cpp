@@ -121,6 +121,7 @@ void GrpcNodeServer::serve(int descriptor) {
 
 bool GrpcNodeServer::drain(std::chrono::milliseconds limit) {
   constexpr std::chrono::milliseconds kToBreakOff{2000};
+  constexpr std::chrono::milliseconds kToReply{5000};
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     down_ = true;
@@ -128,7 +129,11 @@ bool GrpcNodeServer::drain(std::chrono::milliseconds limit) {
   ledger_->goDown();
   ledger_->endIdle();
   const bool clean = ledger_->awaitNone(limit);
-  if (clean) return true;
+  if (clean) {
+    // The operations have ended; their last replies may still be on the way.
+    server_->Shutdown(std::chrono::system_clock::now() + kToReply);
+    return true;
+  }
   ledger_->breakOffAll("The node goes down");
   (void)ledger_->awaitNone(kToBreakOff);  // some operations cannot be broken off
   return false;
