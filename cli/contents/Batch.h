@@ -67,7 +67,7 @@ using JobPtr = std::shared_ptr<Job>;
 struct Chunk {
   JobPtr job;
   std::uint64_t offset = 0;
-  const char* data = nullptr;  // the batch's
+  const char* data = nullptr;  // the batch's; null: whoever writes it reads it
   std::size_t size = 0;
   bool last = false;
 };

@@ -54,7 +54,7 @@ void Carriage::readAll(const Read& read) {
   try {
     const auto source = makeSource_();
     const auto target = makeTarget_();
-    Pieces pieces(*source, queue_, interruption_, outcome_, options_.put);
+    Pieces pieces(options_, *source, queue_, interruption_, outcome_);
     Reader reader(options_, *source, *target, pieces, levels_, outcome_);
     read(reader);
   } catch (const BatchQueue::Closed&) {

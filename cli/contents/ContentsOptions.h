@@ -16,6 +16,10 @@ struct ContentsOptions {
   bool noCount = false;
   bool sameMachine = false;  // the node's files are the client's own
 
+  /// Whether large files are read by the thread that writes them: where nothing takes long but
+  /// copying itself, that is done best through one buffer that stays in the processor's cache.
+  bool readsLate() const { return sameMachine && !verify; }
+
   const char* name() const { return put ? "put" : "get"; }
 };
 

@@ -7,13 +7,35 @@
 
 namespace HOQ::cli {
 
-Pieces::Pieces(Side& source, BatchQueue& queue, const Interruption& interruption, Outcome& outcome,
-               bool digests)
+namespace {
+
+constexpr std::size_t kLateChunks = 8;  // in a batch
+
+}  // namespace
+
+bool isUnchanged(Side& source, const Job& job, std::uint64_t bytes) {
+  Attributes now;
+  const Attributes& then = job.attributes;
+  try {
+    return bytes == then.size && examineItem(source, job.source, true, now) &&
+           now.size == then.size && now.mtime == then.mtime && now.stamp == then.stamp;
+  } catch (const SideError&) {
+    return false;
+  }
+}
+
+std::string changedText(const Job& job) {
+  return quoted(job.source) + " was changed while it was read";
+}
+
+Pieces::Pieces(const ContentsOptions& options, Side& source, BatchQueue& queue,
+               const Interruption& interruption, Outcome& outcome)
     : source_(source),
       queue_(queue),
       interruption_(interruption),
       outcome_(outcome),
-      digests_(digests),
+      digests_(options.put),
+      late_(options.readsLate()),
       batch_(queue.fresh()) {}
 
 void Pieces::ask(const JobPtr& job, std::uint64_t offset, std::size_t wanted) {
@@ -32,7 +54,7 @@ void Pieces::ask(const JobPtr& job, std::uint64_t offset, std::size_t wanted) {
 void Pieces::copy(const JobPtr& job) {
   if (job->source == kStream) return copyToEnd(job, job->start);
   const std::uint64_t left = job->attributes.size - job->start;
-  if (left >= Side::kPieceBytes) return copyKnown(job);
+  if (left >= Side::kPieceBytes) return late_ && !job->digest ? copyLate(job) : copyKnown(job);
   ask(job, job->start, static_cast<std::size_t>(left) + 1);
 }
 
@@ -43,6 +65,18 @@ void Pieces::copyKnown(const JobPtr& job) {
         static_cast<std::size_t>(std::min<std::uint64_t>(Side::kPieceBytes, size - offset));
     ask(job, offset, wanted);
     offset += wanted;
+  }
+}
+
+void Pieces::copyLate(const JobPtr& job) {
+  readAsked();
+  const std::uint64_t size = job->attributes.size;
+  for (std::uint64_t offset = job->start; offset < size && !job->failed;) {
+    const std::size_t wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(Side::kPieceBytes, size - offset));
+    batch_->chunks.push_back({job, offset, nullptr, wanted, offset + wanted == size});
+    offset += wanted;
+    if (batch_->chunks.size() >= kLateChunks) handOver();
   }
 }
 
@@ -75,24 +109,12 @@ void Pieces::take(const ReadPiece& piece, const JobPtr& job) {
   const bool whole = piece.offset == 0 && piece.got < piece.wanted;
   const bool known = size != 0 && job->source != kStream;
   const bool last = piece.got < piece.wanted || (known && end >= size);
-  if (known && last && !whole && !isUnchanged(*job, end))
-    return fail(job, quoted(job->source) + " was changed while it was read");
+  if (known && last && !whole && !isUnchanged(source_, *job, end))
+    return fail(job, changedText(*job));
   if (digests_ && job->digest) job->digest->add(piece.buffer, piece.got);
   job->readToEnd = last;
   batch_->chunks.push_back({job, piece.offset, piece.buffer, piece.got, last});
   if (!last && size == 0 && piece.wanted == 1) longer_.push_back(job);
-}
-
-/// Whether the file is what it was before its first piece was read. In one piece it always is.
-bool Pieces::isUnchanged(const Job& job, std::uint64_t bytes) {
-  Attributes now;
-  const Attributes& then = job.attributes;
-  try {
-    return bytes == then.size && examineItem(source_, job.source, true, now) &&
-           now.size == then.size && now.mtime == then.mtime && now.stamp == then.stamp;
-  } catch (const SideError&) {
-    return false;
-  }
 }
 
 void Pieces::fail(const JobPtr& job, const std::string& line) {

@@ -1,10 +1,12 @@
 #include "contents/Writer.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 #include <utility>
 
 #include "PathText.h"
+#include "contents/Pieces.h"
 #include "contents/Proof.h"
 
 namespace HOQ::cli {
@@ -21,6 +23,7 @@ bool isWhole(const Chunk& chunk) { return chunk.last && chunk.offset == 0; }
 Writer::Writer(const ContentsOptions& options, Side& source, Side& target, Outcome& outcome,
                ContentsProgress& progress)
     : options_(options),
+      source_(source),
       target_(target),
       remote_(options.put ? target : source),
       outcome_(outcome),
@@ -29,7 +32,12 @@ Writer::Writer(const ContentsOptions& options, Side& source, Side& target, Outco
 void Writer::write(Batch& batch) {
   const Chunks chunks = chunksToWrite(batch);
   if (!options_.put) digest(chunks);
-  writeChunks(chunks);
+  Chunks loaded;
+  std::copy_if(chunks.begin(), chunks.end(), std::back_inserter(loaded),
+               [](const Chunk* chunk) { return chunk->data != nullptr; });
+  writeChunks(loaded);
+  for (Chunk* chunk : chunks)
+    if (chunk->data == nullptr) writeLate(*chunk);
   if (options_.verify) verify(chunks);
   giveModes(chunks);
   for (const Chunk* chunk : chunks)
@@ -78,6 +86,25 @@ void Writer::writeChunks(const Chunks& chunks) {
     else if (!job.failed)
       progress_.moved(chunks[i]->size);
   }
+}
+
+void Writer::writeLate(Chunk& chunk) {
+  Job& job = *chunk.job;
+  if (job.failed) return;
+  if (!memory_) memory_.reset(new char[Batch::kBytes + Batch::kItems]);
+  std::vector<ReadPiece> asked(1);
+  ReadPiece& piece = asked.front();
+  piece.path = job.source;
+  piece.offset = chunk.offset;
+  piece.wanted = chunk.size;
+  piece.buffer = memory_.get();
+  source_.read(asked);
+  if (!piece.error.empty()) return fail(job, piece.error);
+  if (piece.got < piece.wanted ||
+      (chunk.last && !isUnchanged(source_, job, chunk.offset + piece.got)))
+    return fail(job, changedText(job));
+  chunk.data = piece.buffer;
+  writeChunks({&chunk});
 }
 
 void Writer::verify(const Chunks& chunks) {

@@ -26,6 +26,7 @@ class Writer {
 
   Chunks chunksToWrite(Batch& batch);
   void writeChunks(const Chunks& chunks);
+  void writeLate(Chunk& chunk);
   void digest(const Chunks& chunks);
   void verify(const Chunks& chunks);
   void verifySmall(const Chunks& chunks);
@@ -44,11 +45,12 @@ class Writer {
   void moveOne(Level& level, const std::string& name, bool replace);
 
   const ContentsOptions& options_;
+  Side& source_;
   Side& target_;
   Side& remote_;
   Outcome& outcome_;
   ContentsProgress& progress_;
-  std::unique_ptr<char[]> memory_;  // for what is read back
+  std::unique_ptr<char[]> memory_;  // for what is read here: back, or late
 };
 
 }  // namespace HOQ::cli

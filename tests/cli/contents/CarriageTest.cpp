@@ -91,6 +91,33 @@ TEST_F(CarriageTest, LargeFilesGoInPiecesSeveralToARequest) {
   EXPECT_EQ(target->count("write"), 3);
 }
 
+TEST_F(CarriageTest, OnOneMachineALargeFileIsReadPieceByPieceAsItIsWritten) {
+  options.sameMachine = true;
+  const std::string text = longText(9 * kPiece + 5);
+  source->file("/s/f", text);
+  source->file("/s/g", "small");
+  EXPECT_EQ(run({wanted("/s/f", "f"), wanted("/s/g", "g")}), kExitDone);
+  EXPECT_EQ(target->items["/t/f"].data, text);
+  EXPECT_EQ(target->items["/t/g"].data, "small");
+  EXPECT_EQ(target->count("write 1"), 11);
+}
+
+TEST_F(CarriageTest, OnOneMachineAFileThatChangesMeanwhileDoesNotArrive) {
+  options.sameMachine = true;
+  const std::string text = longText(3 * kPiece);
+  for (const std::string& now :
+       {text + "more", text.substr(0, kPiece), std::string(text.size(), 'x')}) {
+    source->file("/s/f", text);
+    const auto before = wanted("/s/f", "f");
+    source->file("/s/f", now);
+    source->items["/s/f"].mtime = 2;
+    errors.clear();
+    EXPECT_EQ(run({before}), kExitFailed);
+    EXPECT_THAT(errors, testing::ElementsAre("\"/s/f\" was changed while it was read"));
+    EXPECT_EQ(target->contents(), (std::map<std::string, std::string>{{"/t", "/"}}));
+  }
+}
+
 TEST_F(CarriageTest, NamesThatLeadOutOfTheirDirectoryAreRefused) {
   source->directory("/s/d");
   source->file("/s/d/good", "good");
@@ -226,11 +253,16 @@ class CarriageFaults : public CarriageTest {
 TEST_F(CarriageFaults, ACallThatFailsLeavesNothingHalfAndAFurtherRunEndsTheWork) {
   makeSource();
   options.force = true;
-  for (const bool resume : {false, true}) {
+  const struct {
+    bool resume, sameMachine;
+  } cases[] = {{false, false}, {true, false}, {false, true}, {true, true}};
+  for (const auto& [resume, sameMachine] : cases) {
     options.resume = resume;
+    options.sameMachine = sameMachine;
     for (int n = 1;; ++n) {
       ASSERT_LE(n, 200);  // the sweep ends
-      SCOPED_TRACE(testing::Message() << "call " << n << (resume ? ", to be resumed" : ""));
+      SCOPED_TRACE(testing::Message() << "call " << n << (resume ? ", to be resumed" : "")
+                                      << (sameMachine ? ", on one machine" : ""));
       prepare();
       strike(n, SideError("struck"));
       const ExitStatus status = runOrFail();
