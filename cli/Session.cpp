@@ -51,13 +51,16 @@ Network& Session::network() {
 }
 
 const std::string& Session::directory() {
-  if (!directory_.empty()) return directory_;
+  if (directory_.empty()) directory_ = startOf(isRemote());
+  return directory_;
+}
+
+std::string Session::startOf(bool remote) const {
   std::string path = settings_.directory;
-  if (path.empty() || path.front() != '/')
-    path = (isRemote() ? "" : currentDirectory()) + "/" + path;
+  if (path.empty() || path.front() != '/') path = (remote ? "" : currentDirectory()) + "/" + path;
   if (canonizePath(path, '/') != 0)
     throw CommandError(kExitFailed, "\"" + settings_.directory + "\", No such file or directory");
-  return directory_ = path;
+  return path;
 }
 
 boost::shared_ptr<HOQFiler> Session::filer(const std::string& directory) {

@@ -50,6 +50,8 @@ class Session {
 
   /// Where relative paths start: absolute and canonical. Throws CommandError.
   const std::string& directory();
+  /// The same for the client's own files, wherever the node is.
+  std::string localDirectory() const { return startOf(false); }
 
   /// Makes a Filer at `directory` that tells news().
   boost::shared_ptr<HOQFiler> filer(const std::string& directory);
@@ -68,6 +70,8 @@ class Session {
   void finish();
 
  private:
+  std::string startOf(bool remote) const;
+
   const Settings settings_;
   const std::chrono::steady_clock::time_point started_;
   News::Counter items_{0};

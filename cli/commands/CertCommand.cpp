@@ -128,7 +128,7 @@ ExitStatus CertCommand::makeAuthority(Session& session, const std::vector<std::s
   if (!authority_.empty() || !hosts_.empty())
     throw CommandError(kExitUsage, "--ca and --host are for cert issue");
   const auto authority = required(cert::Authority::make(fromNow(parseDays(days_, kAuthorityDays))));
-  write(session, resolve(session.directory(), out_), "ca", {}, required(authority.pair()));
+  write(session, resolve(session.localDirectory(), out_), "ca", {}, required(authority.pair()));
   return kExitDone;
 }
 
@@ -139,12 +139,13 @@ ExitStatus CertCommand::issue(Session& session, const std::vector<std::string>& 
     throw CommandError(kExitUsage, "cert issue needs --ca DIR, the folder of the authority");
   const std::string& name = arguments.back();
   cert::Wanted wanted{parseNames(name, hosts_), fromNow(parseDays(days_, kUsualDays))};
-  const auto authority = required(cert::readAuthority(resolve(session.directory(), authority_)));
+  const auto authority =
+      required(cert::readAuthority(resolve(session.localDirectory(), authority_)));
   const std::int64_t end = authority.validity().notAfter;
   if (end < wanted.validity.notBefore)
     throw CommandError(kExitFailed, "the authority has expired: make a new one");
   wanted.validity.notAfter = std::min(wanted.validity.notAfter, end);
-  write(session, resolve(session.directory(), out_), name, wanted.names,
+  write(session, resolve(session.localDirectory(), out_), name, wanted.names,
         required(authority.issue(wanted)));
   return kExitDone;
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "contents/Digest.h"
+#include "contents/Memory.h"
 #include "contents/Side.h"
 #include "contents/StagingPlace.h"
 
@@ -94,7 +95,7 @@ class Batch {
   static constexpr std::size_t kBytes = 2 * 1024 * 1024;
   static constexpr std::size_t kItems = 512;
 
-  Batch() : memory_(new char[kBytes]) {}
+  Batch() : memory_(kBytes) {}
 
   /// Room for `size` bytes. Call only after fits().
   char* reserve(std::size_t size) {
@@ -116,7 +117,7 @@ class Batch {
   std::vector<Step> steps;
 
  private:
-  const std::unique_ptr<char[]> memory_;
+  const Memory memory_;
   std::size_t used_ = 0;
 };
 using BatchPtr = std::unique_ptr<Batch>;

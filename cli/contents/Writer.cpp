@@ -91,13 +91,13 @@ void Writer::writeChunks(const Chunks& chunks) {
 void Writer::writeLate(Chunk& chunk) {
   Job& job = *chunk.job;
   if (job.failed) return;
-  if (!memory_) memory_.reset(new char[Batch::kBytes + Batch::kItems]);
+  if (!memory_) memory_ = std::make_unique<Memory>(Batch::kBytes + Batch::kItems);
   std::vector<ReadPiece> asked(1);
   ReadPiece& piece = asked.front();
   piece.path = job.source;
   piece.offset = chunk.offset;
   piece.wanted = chunk.size;
-  piece.buffer = memory_.get();
+  piece.buffer = memory_->get();
   source_.read(asked);
   if (!piece.error.empty()) return fail(job, piece.error);
   if (piece.got < piece.wanted ||
@@ -134,10 +134,10 @@ bool Writer::isSame(Job& job, std::uint64_t size) {
 
 /// Files that went over in one piece are still in the batch.
 void Writer::verifySmall(const Chunks& chunks) {
-  if (!memory_) memory_.reset(new char[Batch::kBytes + Batch::kItems]);
+  if (!memory_) memory_ = std::make_unique<Memory>(Batch::kBytes + Batch::kItems);
   std::vector<ReadPiece> pieces;
   Chunks whole;
-  char* place = memory_.get();
+  char* place = memory_->get();
   for (Chunk* chunk : chunks) {
     if (!isWhole(*chunk) || chunk->job->failed) continue;
     ReadPiece piece;

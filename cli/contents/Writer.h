@@ -50,7 +50,7 @@ class Writer {
   Side& remote_;
   Outcome& outcome_;
   ContentsProgress& progress_;
-  std::unique_ptr<char[]> memory_;  // for what is read here: back, or late
+  std::unique_ptr<Memory> memory_;  // for what is read here: back, or late
 };
 
 }  // namespace HOQ::cli

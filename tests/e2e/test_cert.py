@@ -94,6 +94,7 @@ class Cert(HoqTest):
     def test_it_needs_neither_node_nor_plugin(self):
         env = environment(HOQ_NODE="nowhere:1", HOQ_PLUGIN="/nope")
         self.assertEqual(self.hoq("cert", "ca", "--out", "ca", env=env).status, 0)
+        self.assertTrue(self.exists("ca/ca.pem"))
 
     def test_a_signal_leaves_both_files_or_neither(self):
         self.authority()
