@@ -13,7 +13,7 @@
 namespace HOQ::cli {
 namespace {
 
-constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
 volatile sig_atomic_t noted = 0;
 int wakePipe[2] = {-1, -1};
@@ -37,7 +37,8 @@ Interruption::Interruption() {
     if (::sigaction(signal, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) continue;
     action = {};
     action.sa_handler = note;
-    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    // Whoever reads no more is not asked again; tidying up may still have something to say.
+    action.sa_flags = signal == SIGPIPE ? 0 : static_cast<int>(SA_RESETHAND);
     (void)::sigaction(signal, &action, nullptr);  // cannot fail: both are valid
   }
 }

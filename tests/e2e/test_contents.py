@@ -442,6 +442,17 @@ class Failures(ContentsTest):
                 self.assertEqual((process.returncode, err, os.listdir(self.dir)),
                                  (-number, b"", []))
 
+    def test_nobody_who_reads_what_it_says_ends_it_as_a_signal_does(self):
+        self.make("s/", *(f"s/l{number} -> nowhere" for number in range(200)), "s/f=x", "t/")
+        reading, writing = os.pipe()
+        os.close(reading)
+        try:
+            process = subprocess.run([HOQ, "put", "-R", "s", "t"], cwd=self.dir, stderr=writing,
+                                     env=environment(), timeout=60, check=False)
+        finally:
+            os.close(writing)
+        self.assertEqual((process.returncode, os.listdir(self.path("t"))), (-signal.SIGPIPE, []))
+
 
 class Memory(ContentsTest):
     def peak_of(self, *arguments):
