@@ -14,8 +14,8 @@ class ResourceCount {
   std::string difference() const;
 
  private:
-  const long threads_;
-  const long descriptors_;
+  long threads_;
+  long descriptors_;
 };
 
 }  // namespace HOQ::test
