@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 
@@ -15,7 +16,9 @@ namespace {
 
 constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
-volatile sig_atomic_t noted = 0;
+/// Read by both threads of a run; lock-free, and so fit for a handler.
+std::atomic<int> noted{0};
+static_assert(std::atomic<int>::is_always_lock_free);
 int wakePipe[2] = {-1, -1};
 
 /// The second signal ends the program: the first has taken this away.

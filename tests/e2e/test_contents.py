@@ -427,8 +427,6 @@ class Failures(ContentsTest):
             self.assertEqual((result.status, result.err.count(b"\n"), self.exists("g")),
                              (1, 1, False))
 
-    @unittest.skipIf(os.environ.get("HOQ_SANITIZED") == "thread",
-                     "the thread sanitizer reports a race on the way out, not understood yet")
     def test_a_signal_removes_what_was_begun(self):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             with self.subTest(signal=number):

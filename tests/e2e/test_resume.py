@@ -226,8 +226,6 @@ class Resume(ContentsTest):
                           '--resume')
         self.assert_holds("new", b"X" + data[1:PIECE])
 
-    @unittest.skipIf(os.environ.get("HOQ_SANITIZED") == "thread",
-                     "the thread sanitizer reports a race on the way out, not understood yet")
     def test_an_end_by_a_signal_keeps_what_there_is_only_for_resume(self):
         data = contents(6 * PIECE)
         for flags, kept in (([], 0), (["--resume"], 1)):
