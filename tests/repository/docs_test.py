@@ -4,6 +4,7 @@ import getpass
 import grp
 import os
 import re
+import socket
 import subprocess
 import tempfile
 import unittest
@@ -29,16 +30,38 @@ def documents():
 
 
 def commands(text):
-    """(command, expected output) in order; a command goes on after a backslash at its end."""
+    """(command, expected output) in order. A command goes on after a backslash at its end, and one
+    with a here document in the lines that begin with "> "."""
     found = []
     for block in CONSOLE.findall(text):
         for part in re.split(r"^\$ ", block, flags=re.MULTILINE)[1:]:
             lines = part.split("\n")
             length = 1
-            while lines[length - 1].endswith("\\"):
+            while lines[length - 1].endswith("\\") or (
+                    "<<" in lines[0] and lines[length].startswith("> ")):
                 length += 1
-            found.append(("\n".join(lines[:length]), "\n".join(lines[length:]).strip("\n")))
+            command = "\n".join(line[2:] if line.startswith("> ") else line
+                                for line in lines[:length])
+            found.append((command, "\n".join(lines[length:]).strip("\n")))
     return found
+
+
+def split_tour(text):
+    """What needs no daemon, and the tour of two nodes."""
+    before, heading, rest = text.partition("## Two nodes\n")
+    tour, after = re.split(r"(?=^## )|\Z", rest, maxsplit=1, flags=re.MULTILINE) if heading else ("", "")
+    return before + after, tour
+
+
+def free_ports(count):
+    """Ports that nobody listens on."""
+    sockets = [socket.socket() for _ in range(count)]
+    for each in sockets:
+        each.bind(("127.0.0.1", 0))
+    ports = [str(each.getsockname()[1]) for each in sockets]
+    for each in sockets:
+        each.close()
+    return ports
 
 
 def run(shown, directory):
@@ -47,6 +70,10 @@ def run(shown, directory):
     for command, _ in shown:
         # $? stays what the command before left.
         script.append(f"status=$?; echo '{MARK}'; (exit $status)\n{command}")
+        daemon = re.search(r"^hoqd .*> (\S+/out) .*&$", command)
+        if daemon:  # whoever types takes longer than it does to listen
+            script.append(f"timeout 60 tail -n +1 -F {daemon[1]} 2> {daemon[1]}.tail |"
+                          " grep -q -m 1 listening")
     bin_directory = str(repository.BUILD / "bin")
     environment = {
         "PATH": bin_directory + os.pathsep + os.environ["PATH"], "HOME": directory,
@@ -63,6 +90,7 @@ def comparable(text, owner):
     """The text without what differs from place to place: who runs it, and so columns' widths."""
     for name in owner:
         text = re.sub(rf"\b{re.escape(name)}\b", "user", text)
+    text = re.sub(r"until \d{4}-\d\d-\d\d", "until 2036-11-18", text)
     text = re.sub(r"\buser \(\d+\)", "user (1000)", text)
     text = re.sub(r'"(uid|gid)":\d+', r'"\1":1000', text)
     return re.sub(r" {2,}", " ", text)
@@ -71,22 +99,37 @@ def comparable(text, owner):
 class DocsTest(unittest.TestCase):
     maxDiff = None
 
-    def test_the_commands_shown_print_what_is_shown(self):
+    def check(self, shown, directory):
         owner = {getpass.getuser(), grp.getgrgid(os.getegid()).gr_name}
+        outputs = run(shown, directory)
+        self.assertEqual(len(outputs), len(shown), "a command ended the shell")
+        for (command, expected), output in zip(shown, outputs):
+            self.assertEqual(comparable(output, owner), comparable(expected, owner), command)
+
+    def test_the_commands_shown_print_what_is_shown(self):
         for path in documents():
-            shown = commands(repository.read(path))
+            shown = commands(split_tour(repository.read(path))[0])
             if not shown:
                 continue
             with self.subTest(document=str(path)), tempfile.TemporaryDirectory() as directory:
-                outputs = run(shown, directory)
-                self.assertEqual(len(outputs), len(shown), "a command ended the shell")
-                for (command, expected), output in zip(shown, outputs):
-                    self.assertEqual(comparable(output, owner), comparable(expected, owner), command)
+                self.check(shown, directory)
+
+    def test_the_tour_of_two_nodes_prints_what_is_shown(self):
+        if not (repository.BUILD / "bin" / "hoqd").exists():
+            self.skipTest("this build has no hoqd")
+        tour = split_tour(repository.read("README.md"))[1]
+        shown = commands(tour)
+        self.assertIn("7850", tour)
+        for port, free in zip(("7850", "7851"), free_ports(2)):
+            shown = [(command.replace(port, free), output) for command, output in shown]
+        with tempfile.TemporaryDirectory() as directory:
+            self.check(shown, directory)
 
     def test_the_readme_tour_shows_the_commands(self):
         shown = " ; ".join(command for command, _ in commands(repository.read("README.md")))
         for wanted in ("hoq ls", "hoq ls -l", "hoq ls -R", "--filter", "hoq stat", "hoq mkdir -p",
-                       "hoq cp -R", "hoq mv", "hoq put", "hoq get", "hoq chmod", "hoq rm -r", "--json", "hoq call"):
+                       "hoq cp -R", "hoq mv", "hoq put", "hoq get", "hoq chmod", "hoq rm -r",
+                       "--json", "hoq call", "hoq cert ca", "hoqd --config", "--node"):
             self.assertIn(wanted, shown)
 
     def test_the_readme_names_the_two_commands_to_start_with(self):
