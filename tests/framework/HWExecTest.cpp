@@ -142,12 +142,16 @@ TEST_F(HWExecTest, DoesNotWaitForeverForTheOutputOfAGrandchild) {
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
   const int fifo = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   ASSERT_GE(fifo, 0);
+  // The child may be killed before it has opened its end; without any there is no end to see.
+  const int writer = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  ASSERT_GE(writer, 0);
   HWExec command;
   const ExecutionArgs limits{100, 100};
   EXPECT_EQ(startChild(command, {"grandchild", path}, &limits), 0);
   while (command.gets(kOut) != nullptr) {
   }
   (void)command.wait();  // ended or killed, as time had it
+  close(writer);
   EXPECT_TRUE(writersAreGone(fifo));
   close(fifo);
 }
