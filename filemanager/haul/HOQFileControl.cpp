@@ -8,10 +8,7 @@
 #include <hoq/HOQHaulControlFactory.h>
 #include <hoq/HOQRequestModificator.h>
 
-#include "haul/HOQFileDeserializerLocalPrototype.h"
 #include "haul/HOQFileDeserializerParams.h"
-#include "haul/HOQFileSerializerLocalPrototype.h"
-#include "haul/HOQFileSerializerParams.h"
 
 namespace HOQ {
 namespace {
@@ -48,6 +45,7 @@ int HOQFileControl::setAccess(const HOQEID& source, const HOQAccessProviderPtr& 
   srcAccess = sourceAccess;
   dstEid = destination;
   dstAccess = destinationAccess;
+  dstTarget.clear();
   return 0;
 }
 
@@ -57,11 +55,13 @@ boost::intrusive_ptr<HOQHaulSerializerPrototype> HOQFileControl::createSerialize
 
 boost::intrusive_ptr<HOQHaulDeserializerPrototype> HOQFileControl::createDeserializer() {
   if (connection.target.empty()) return {};
+  if (!dstTarget.empty() && dstTarget != connection.target) dstAccess.reset();
   if (!dstAccess && !connectDestination()) return {};
   return transfers().getFileDeserializerAgent(dstEid, dstAccess, registrationName);
 }
 
 bool HOQFileControl::connectDestination() {
+  dstTarget = connection.target;
   if (checkConnectionParams(connection, dstEid) == 0) {
     dstAccess = getAccess();
     return true;
@@ -74,22 +74,12 @@ bool HOQFileControl::connectDestination() {
   return true;
 }
 
-/// Only where both ends are in this process can they tell.
-int HOQFileControl::refuseSameItem() {
-  auto* const receiver = dynamic_cast<HOQFileDeserializerLocalPrototype*>(deserializer.get());
-  if (receiver == nullptr || !dynamic_cast<HOQFileSerializerLocalPrototype*>(serializer.get()))
-    return 0;
-  const auto& params = static_cast<const HOQFileSerializerParams&>(*serializer->getParams());
-  return receiver->refuseSource(params.srcPath);
-}
-
 int HOQFileControl::process() {
   const auto sync = [this](auto& end) {
     HOQRequestModificator::of(end).sync(getProgressHandler(), "");
   };
   const HOQChannelPtr channel = connector->connect(connection);
   if (!channel) return kNoChannel;
-  if (refuseSameItem() != 0) return kReceiverDidNotStart;
   sync(*deserializer);
   if (deserializer->startCopying(channel->getDestinationEnd()) != 0) return kReceiverDidNotStart;
   const auto& params = static_cast<const HOQFileDeserializerParams&>(*deserializer->getParams());

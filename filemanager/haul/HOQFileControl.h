@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <string>
 
 #include <hoq/HOQEID.h>
 #include <hoq/HOQHaulControl.h>
@@ -13,8 +14,7 @@ class HOQFileControl : public HOQHaulControl {
   explicit HOQFileControl(HOQAccessProviderPtr access);
   ~HOQFileControl() override;
 
-  /// Runs one item between the two ends. 0; -1: no channel; -2: the receiving end did not start, or
-  /// would begin by removing what is to be sent;
+  /// Runs one item between the two ends. 0; -1: no channel; -2: the receiving end did not start;
   /// -3: the sending end failed; -4: the receiving end failed while it finished. The end that
   /// failed set the error text. After -3 and -4 the receiving end may still be at work.
   int process() override;
@@ -23,8 +23,8 @@ class HOQFileControl : public HOQHaulControl {
   boost::intrusive_ptr<HOQHaulSerializerPrototype> createSerializer() override;
 
   /// The end on the destination node, which is connected to where that is needed, and stays so for
-  /// later items. Empty without a destination, and, with the error text set, where it cannot be
-  /// reached.
+  /// later items, as long as they go to the same target. Empty without a destination, and, with the
+  /// error text set, where it cannot be reached.
   boost::intrusive_ptr<HOQHaulDeserializerPrototype> createDeserializer() override;
 
   /// Names the two nodes and the ways to them. -1, with the error text set and nothing changed,
@@ -36,12 +36,12 @@ class HOQFileControl : public HOQHaulControl {
 
  private:
   bool connectDestination();
-  int refuseSameItem();
 
   HOQEID srcEid = HOQEID::EID_INVALID;
   HOQEID dstEid;
   HOQAccessProviderPtr srcAccess;
   HOQAccessProviderPtr dstAccess;
+  std::string dstTarget;  // that dstAccess was made for; empty where setAccess() gave it
 };
 
 }  // namespace HOQ

@@ -38,7 +38,7 @@ int HOQFileDeserializerLocalPrototype::prepare(HOQChannelEndPtr end) {
     setErrorMessage("A file is being received already");
     return kFailed;
   }
-  makeRoutine();
+  if (!routine) routine = HOQFilerLocal(HOQAccessProviderPtr()).createRoutine(params()->dstPath);
   if (findPlace() != 0) return kFailed;
   const bool exists = routine->stat() == 0;  // kept: not asked again once it was removed
   if (exists) {
@@ -50,22 +50,6 @@ int HOQFileDeserializerLocalPrototype::prepare(HOQChannelEndPtr end) {
   routine->securityAttributes = &params()->security;
   routine->statBuffer.st_mode = (routine->statBuffer.st_mode & S_IFMT) >> kTypeShift;
   return params()->isRegular ? makeFile(std::move(end)) : makeDirectory(exists);
-}
-
-void HOQFileDeserializerLocalPrototype::makeRoutine() {
-  if (!routine) routine = HOQFilerLocal(HOQAccessProviderPtr()).createRoutine(params()->dstPath);
-}
-
-int HOQFileDeserializerLocalPrototype::refuseSource(const std::string& srcPath) {
-  if (!params()->isRegular || !params()->options.has(HOQFilerOptions::kOverwrite)) return 0;
-  const boost::shared_ptr<HOQFileRoutine> source =
-      HOQFilerLocal(HOQAccessProviderPtr()).createRoutine(srcPath);
-  if (source->stat() != 0) return 0;
-  makeRoutine();
-  if (findPlace() != 0) return kFailed;
-  if (idOfPlace() != FileId(source->statBuffer.st_dev, source->statBuffer.st_ino)) return 0;
-  setErrorMessage("Cannot copy file onto itself");
-  return kFailed;
 }
 
 /// Points the routine at the place of the item.
@@ -96,6 +80,11 @@ int HOQFileDeserializerLocalPrototype::mergeInto(const HOQChannelEndPtr& end) {
 
 int HOQFileDeserializerLocalPrototype::removeExisting() {
   if (routine->isDir()) return 0;
+  const std::string& source = params()->source;
+  if (!source.empty() && source == HOQFileDeserializerParams::identityOf(routine->statBuffer)) {
+    setErrorMessage("Cannot copy file onto itself");
+    return kFailed;
+  }
   const int removed = routine->rmitem();
   const int cause = errno;
   if (removed != 0)
@@ -176,9 +165,13 @@ HOQHaulParamsPtr HOQFileDeserializerLocalPrototype::createParams() const {
 std::vector<HOQRequiredElement> HOQFileDeserializerLocalPrototype::requiredElements() const {
   using Kind = HOQMessageElement::Kind;
   using Params = HOQFileDeserializerParams;
-  return {{Params::kCwd, Kind::kString},    {Params::kDstPath, Kind::kPath},
-          {Params::kOptions, Kind::kChild}, {Params::kDepth, Kind::kInt},
-          {Params::kName, Kind::kString},   {HOQSecurityAttributes::kModeElement, Kind::kInt}};
+  return {{Params::kCwd, Kind::kString},
+          {Params::kDstPath, Kind::kPath},
+          {Params::kOptions, Kind::kChild},
+          {HOQFilerOptions::kFlagsElement, Kind::kInt, Params::kOptions},
+          {Params::kDepth, Kind::kInt},
+          {Params::kName, Kind::kString},
+          {HOQSecurityAttributes::kModeElement, Kind::kInt}};
 }
 
 int HOQFileDeserializerLocalPrototype::readParams(const HOQMessageIterator& it,

@@ -25,7 +25,8 @@ class HOQFileDeserializerLocalPrototype : public HOQFileDeserializerPrototype,
   ~HOQFileDeserializerLocalPrototype() override;
 
   /// Makes the item, and for a regular file starts the thread. The overwrite bit lets an item that
-  /// is no directory be removed first. 0, or a code with the error text set.
+  /// is no directory be removed first, unless it is the very file that is to be sent. 0, or a code
+  /// with the error text set.
   int startCopying(HOQChannelEndPtr end) override;
 
   /// Waits for the thread. Its code: 0, although the file may not be whole (the error text is then
@@ -36,10 +37,6 @@ class HOQFileDeserializerLocalPrototype : public HOQFileDeserializerPrototype,
   /// with the error text set. What such a file replaced is lost.
   int finish() override;
 
-  /// For a sending end in this process, before startCopying(): whether the item would be removed
-  /// to make place for itself. -1 then, with the error text set; else 0.
-  int refuseSource(const std::string& srcPath);
-
   HOQHaulParamsPtr createParams() const override;
   std::vector<HOQRequiredElement> requiredElements() const override;
   int readParams(const HOQMessageIterator& it, HOQHaulSerializerBaseParams& params) const override;
@@ -49,7 +46,6 @@ class HOQFileDeserializerLocalPrototype : public HOQFileDeserializerPrototype,
 
   boost::shared_ptr<HOQFileDeserializerParams> params() const;
   int prepare(HOQChannelEndPtr end);
-  void makeRoutine();
   int findPlace();
   int refuseExisting();
   int mergeInto(const HOQChannelEndPtr& end);

@@ -1,5 +1,7 @@
 #include "haul/HOQFileDeserializerParams.h"
 
+#include <hoq/HOQNodeIdentity.h>
+
 namespace HOQ {
 
 HOQFileDeserializerParams::HOQFileDeserializerParams(const std::string& directory,
@@ -16,6 +18,12 @@ HOQFileDeserializerParams::HOQFileDeserializerParams(const std::string& director
 
 HOQFileDeserializerParams::~HOQFileDeserializerParams() = default;
 
+std::string HOQFileDeserializerParams::identityOf(const struct stat& file) {
+  const std::string& kernel = kernelName();
+  if (kernel.empty()) return std::string();
+  return kernel + ":" + std::to_string(file.st_dev) + ":" + std::to_string(file.st_ino);
+}
+
 int HOQFileDeserializerParams::Writer::operator()(HOQMessageIterator& it,
                                                   const HOQFileDeserializerParams& params) const {
   (void)it.putString(params.cwd, kCwd);
@@ -25,6 +33,9 @@ int HOQFileDeserializerParams::Writer::operator()(HOQMessageIterator& it,
   (void)it.putString(params.name, kName);
   (void)it.putObj(params.security);
   if (params.isRegular) (void)it.putEmpty(kIsRegular);
+  HOQMessageIterator child(it);
+  if (!params.source.empty() && it.openChild(kSource, child))
+    (void)child.putString(params.source, kIdentity);
   return 0;
 }
 
@@ -37,6 +48,8 @@ int HOQFileDeserializerParams::Reader::operator()(const HOQMessageIterator& it,
   (void)it.getString(params.name, kName);
   (void)it.getObj(params.security);
   params.isRegular = it.find(kIsRegular) == 0;
+  HOQMessageIterator child(it);
+  if (it.findChild(kSource, child)) (void)child.getString(params.source, kIdentity);
   return 0;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
 
 #include <hoq/HOQFilerOptions.h>
@@ -27,6 +29,8 @@ class HOQFileDeserializerParams : public HOQHaulSerializerBaseParams {
     kDepth = 1422,      // 32-bit integer
     kName = 1026,       // string
     kIsRegular = 1161,  // empty; absent: not a regular file
+    kSource = 1423,     // child; absent: nothing is said of the file that is sent
+    kIdentity = 1424,   // string within kSource
   };
 
   /// Puts the elements. 0, whatever becomes of them.
@@ -39,13 +43,18 @@ class HOQFileDeserializerParams : public HOQHaulSerializerBaseParams {
     int operator()(const HOQMessageIterator& it, HOQFileDeserializerParams& params) const;
   };
 
+  /// What a file is told by on whichever node looks at it, as far as they share a kernel: equal
+  /// texts mean the same file. Empty where that cannot be said.
+  static std::string identityOf(const struct stat& file);
+
   std::string cwd;      // where a relative dstPath starts
   std::string dstPath;  // the directory that receives the item, or the new item's own path
   HOQFilerOptions options;
   int depth;         // below the top item; 0: the top item itself
   std::string name;  // the last component of the source's path
   HOQSecurityAttributes security{0777};
-  bool isRegular;  // its contents follow on the channel
+  bool isRegular;      // its contents follow on the channel
+  std::string source;  // identity of the file that is sent, which must not be removed for its copy
 };
 
 }  // namespace HOQ

@@ -76,8 +76,10 @@ HOQHaulParamsPtr HOQFileSerializerLocalPrototype::createParams() const {
 
 std::vector<HOQRequiredElement> HOQFileSerializerLocalPrototype::requiredElements() const {
   using Kind = HOQMessageElement::Kind;
-  return {{HOQFileSerializerParams::kSrcPath, Kind::kString},
-          {HOQFileSerializerParams::kOptions, Kind::kChild}};
+  using Params = HOQFileSerializerParams;
+  return {{Params::kSrcPath, Kind::kString},
+          {Params::kOptions, Kind::kChild},
+          {HOQFilerOptions::kFlagsElement, Kind::kInt, Params::kOptions}};
 }
 
 int HOQFileSerializerLocalPrototype::readParams(const HOQMessageIterator& it,

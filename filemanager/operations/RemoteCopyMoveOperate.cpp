@@ -92,6 +92,8 @@ int RemoteCopyMoveOperate::transfer(const std::string& itemName) {
       error.cwd, target.path, error.options, depth, itemName, source.isReg());
   targetParams->security =
       attributes ? *attributes : HOQSecurityAttributes(static_cast<int>(source.statBuffer.st_mode));
+  if (source.isReg())
+    targetParams->source = HOQFileDeserializerParams::identityOf(source.statBuffer);
 
   control->async(error.handler, "");
   error.lastError = control->start(HOQConnectionInfo(), sourceParams, *connection, targetParams);

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include <hoq/HOQErrorMessage.h>
+#include <hoq/HOQResultCodes.h>
 
 namespace HOQ {
 
@@ -32,7 +33,7 @@ int HOQHaulSerializerBaseAgentPrototype::create() {
     return -1;
   }
   session_ = getAccess()->openSession(functional_);
-  if (!session_) return -1;  // the provider said why
+  if (!session_) return outcome(kNodeUnreachable, "create");  // the provider said why
   return outcome(session_->create(message), "create");
 }
 

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <fstream>
 #include <mutex>
 #include <system_error>
 
@@ -92,6 +93,16 @@ HOQEID eidFromText(const std::string& text) {
     half = half << 4 | static_cast<std::uint64_t>(value);
   }
   return HOQEID(halves[0], halves[1]);
+}
+
+const std::string& kernelName() {
+  static const std::string name = [] {
+    std::string line;
+    std::ifstream file("/proc/sys/kernel/random/boot_id");  // made when the system starts
+    std::getline(file, line);
+    return line;
+  }();
+  return name;
 }
 
 boost::intrusive_ptr<HOQAccessProviderPrototype> localAccess() {

@@ -2,6 +2,7 @@
 #include <hoq/HOQErrorMessage.h>
 #include <hoq/HOQNodeIdentity.h>
 
+#include <cstdio>
 #include <set>
 
 namespace HOQ {
@@ -21,6 +22,15 @@ TEST(NodeIdentity, IsTheHostsWhenItSaysSo) {
   EXPECT_EQ(access->getEID(), HOQEID(7, 9));
   setNodeEID(before);
   EXPECT_EQ(access->getEID(), before);
+}
+
+TEST(NodeIdentity, TheKernelHasOneNameForAllProcesses) {
+  FILE* const other = ::popen("cat /proc/sys/kernel/random/boot_id", "r");
+  ASSERT_NE(other, nullptr);
+  char line[64] = {};
+  EXPECT_NE(std::fgets(line, sizeof line, other), nullptr);
+  EXPECT_EQ(::pclose(other), 0);
+  EXPECT_EQ(line, kernelName() + "\n");
 }
 
 TEST(NodeIdentity, IsRandomOfTheVersionThatSaysSo) {

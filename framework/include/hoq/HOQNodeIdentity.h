@@ -22,6 +22,10 @@ HOQ_EXPORT HOQEID newEID();
 HOQ_EXPORT std::string toText(const HOQEID& eid);
 HOQ_EXPORT HOQEID eidFromText(const std::string& text);
 
+/// Names the running kernel that this process is on: what it says of devices and inodes means the
+/// same to every process that is told the same name. Empty where there is none.
+HOQ_EXPORT const std::string& kernelName();
+
 /// The provider of this process: it leads to nodeEID().
 HOQ_EXPORT boost::intrusive_ptr<HOQAccessProviderPrototype> localAccess();
 

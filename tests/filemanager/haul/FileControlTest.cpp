@@ -370,5 +370,27 @@ TEST_F(FileControl, AFileComesFromAnotherNode) {
   EXPECT_EQ(std::count(calls.begin(), calls.end(), "copy"), 1);
 }
 
+TEST_F(FileControl, AControlThatIsUsedAgainGoesWhereItIsToldTo) {
+  const TransferFactories<> factories;
+  MemoryTransport transport;
+  std::vector<MemoryNode*> nodes;
+  for (const char* name : {"node:1", "node:2"}) nodes.push_back(&transport.add(name));
+  write("s", "text");
+  OpenControl control{HOQAccessProviderPtr()};
+  int number = 0;
+  for (const char* target : {"node:1", "node:1", "node:2", "local:", "node:1"})
+    EXPECT_EQ(control.start(HOQConnectionInfo(), sending(dir / "s"), HOQConnectionInfo{target},
+                            receiving(dir.path(), "t" + std::to_string(number++), true)),
+              0)
+        << getErrorMessage();
+  const auto count = [](const MemoryNode& node, const std::string& call) {
+    const Calls calls = node.calls();
+    return std::count(calls.begin(), calls.end(), call);
+  };
+  EXPECT_EQ(count(*nodes[0], "create"), 3);
+  EXPECT_EQ(count(*nodes[0], "connect"), 2) << "kept for the next item";
+  EXPECT_EQ(count(*nodes[1], "create"), 1);
+}
+
 }  // namespace
 }  // namespace HOQ::test

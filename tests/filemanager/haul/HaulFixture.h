@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <hoq/HOQErrorMessage.h>
+#include <hoq/HOQMessage.h>
 
 #include "filemanager/haul/ScriptedEnd.h"
 #include "support/FaultyRoutine.h"
@@ -18,6 +19,17 @@
 #include "support/Trees.h"
 
 namespace HOQ::test {
+
+/// The element of that number, in the child `within` unless that is 0; null: it is not there.
+inline const HOQMessageElement* elementOf(const HOQMessage& message, int id, int within = 0) {
+  if (within != 0) {
+    const HOQMessageElement* const parent = elementOf(message, within);
+    return parent != nullptr ? elementOf(parent->child, id) : nullptr;
+  }
+  for (const HOQMessageElement& element : message.elements)
+    if (element.id == id) return &element;
+  return nullptr;
+}
 
 using RoutinePtr = boost::shared_ptr<HOQFileRoutine>;
 

@@ -88,6 +88,38 @@ TEST(TransferParams, TheReceivingEndsElementsStandInOrder) {
   for (const auto& row : rows) EXPECT_EQ(written(row.params), row.elements);
 }
 
+// It is a child's, so that what lists the texts of a message does not take it for a path.
+TEST(TransferParams, WhichFileIsSentIsSaidLastAndOnlyWhereItIsKnown) {
+  HOQFileDeserializerParams params = deserializing(0, 0, "f", true);
+  params.source = "k:1:2";
+  EXPECT_EQ(written(params),
+            "1157s'/w' 1154p'd/e' 1260{1261i0} 1422i0 1026s'f' 1158i511 1161- 1423{1424s'k:1:2'}");
+  for (const char* source : {"", "k:1:2"}) {
+    HOQMessage message;
+    HOQMessageIterator it(message);
+    params.source = source;
+    (void)it.putObj(params);
+    HOQFileDeserializerParams back("o", "o", HOQFilerOptions(0), 9, "o", false);
+    EXPECT_EQ(it.getObj(back), 0);
+    EXPECT_EQ(back.source, source);
+  }
+}
+
+TEST(TransferParams, AFilesIdentityTellsItFromAllOthers) {
+  struct stat file {};
+  file.st_dev = 7;
+  file.st_ino = 8;
+  struct stat other = file;
+  const auto identity = HOQFileDeserializerParams::identityOf;
+  EXPECT_NE(identity(file), "");
+  EXPECT_EQ(identity(file), identity(other));
+  other.st_ino = 9;
+  EXPECT_NE(identity(file), identity(other));
+  other = file;
+  other.st_dev = 9;
+  EXPECT_NE(identity(file), identity(other));
+}
+
 TEST(TransferParams, TheSendingEndsComeBackAsTheyWere) {
   for (const int options : {0, 0x1, 0x2, 0x7E, 0x40000000, -1}) {
     HOQMessage message;

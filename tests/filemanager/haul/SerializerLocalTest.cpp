@@ -106,12 +106,11 @@ TEST_F(SerializerLocal, AMessageFillsAFreshRecord) {
   EXPECT_EQ(record.srcPath, "/s");
   EXPECT_EQ(record.options.flags, 6);
   for (const HOQRequiredElement& required : one.requiredElements()) {
-    const auto element = std::find_if(message.elements.begin(), message.elements.end(),
-                                      [&](const auto& each) { return each.id == required.id; });
-    ASSERT_NE(element, message.elements.end()) << required.id;
+    const HOQMessageElement* const element = elementOf(message, required.id, required.within);
+    ASSERT_NE(element, nullptr) << required.id;
     EXPECT_EQ(element->kind, required.kind) << required.id;
   }
-  EXPECT_EQ(one.requiredElements().size(), message.elements.size());
+  EXPECT_EQ(one.requiredElements().size(), message.elements.size() + 1);  // and the options' flags
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <hoq/HOQResultCodes.h>
 
 #include "filemanager/operations/RemoteCopyFixture.h"
+#include "haul/HOQFileDeserializerParams.h"
+#include "haul/HOQFileSerializerParams.h"
 #include "operations/RemoteCopyMoveOperate.h"
 #include "support/ResourceCount.h"
 
@@ -138,28 +140,37 @@ TEST_F(RemoteCopy, ADirectoryIsMergedIntoItselfWithoutHarm) {
   }
 }
 
-// The receiving end begins by removing what is there.
+// The receiving end begins by removing what is there, also where it is in another process.
 TEST_F(RemoteCopy, AFileIsNotPutOverItself) {
-  trees::make(dir.path(), "f=1 h=>f d/g=2");
+  trees::make(dir.path(), "f=1 h=>f d/g=2 l->d");
   const Texts onto = placed(Texts{"\"@/f\", Cannot copy file onto itself"});
   transport.add("here:1").eid = nodeEID();
-  for (const char* address : {"local:", "here:1"}) {
+  for (const char* address : {"local:", "here:1", kOther}) {
+    SCOPED_TRACE(address);
     EXPECT_EQ(copyTo(address, {"f"}, "f", kOverwrite).messages, onto);
     EXPECT_EQ(copyTo(address, {"f"}, ".", kOverwrite).messages, onto);
     EXPECT_EQ(copyTo(address, {"f"}, "h", kOverwrite).messages, onto);
     EXPECT_EQ(copyTo(address, {"d"}, ".", kOverwrite | kRecursive).messages,
               placed(Texts{"\"@/d/g\", Cannot copy file onto itself"}));
+    EXPECT_EQ(copyTo(address, {"d/g"}, "l/g", kOverwrite).messages,
+              placed(Texts{"\"@/d/g\", Cannot copy file onto itself"}));
     EXPECT_EQ(copyTo(address, {"f"}, "f").messages,
               placed(Texts{"\"@/f\", Can't overwrite \"@/f\""}));
   }
-  EXPECT_EQ(left(), "d/g=2 f=1 h=1");
+  EXPECT_EQ(left(), "d/g=2 f=1 h=1 l->d");
 }
 
-// A node that shares the file system cannot tell; then at least nobody takes it for a copy.
+// A node that shares the file system but not the kernel cannot tell; then at least nobody takes it
+// for a copy.
 TEST_F(RemoteCopy, AFileThatIsReplacedByItsOwnCopyIsNotReportedAsSent) {
   trees::make(dir.path(), "f=1");
-  EXPECT_EQ(copyTo(kOther, {"f"}, "f", kOverwrite).messages,
-            placed(Texts{"\"@/f\", The file to send was replaced"}));
+  const auto control = HOQFunctionality<HOQHaulControlFactory>::kit().getFileControlLocal(
+      HOQAccessProviderPtr(), "");
+  const auto source = boost::make_shared<HOQFileSerializerParams>(dir / "f", HOQFilerOptions(0));
+  const auto target = boost::make_shared<HOQFileDeserializerParams>(
+      dir.path(), "f", HOQFilerOptions(kOverwrite), 0, "f", true);
+  EXPECT_NE(control->start(HOQConnectionInfo(), source, HOQConnectionInfo{kOther}, target), 0);
+  EXPECT_EQ(getErrorMessage(), "The file to send was replaced");
 }
 
 TEST_F(RemoteCopy, EveryCallOfTheSourceMayFail) {
