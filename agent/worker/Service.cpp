@@ -11,6 +11,7 @@
 
 #include <hoq/HOQAccessAgentPrototype.h>
 #include <hoq/HOQAccessChecker.h>
+#include <hoq/HOQChannelMemory.h>
 #include <hoq/HOQNodeIdentity.h>
 
 #include "worker/Plugins.h"
@@ -43,8 +44,13 @@ bool Service::start(const Welcome& welcome) try {
     return false;
   }
   drained_.reset(::eventfd(0, EFD_CLOEXEC));
+  const std::chrono::seconds idle(welcome.idleSeconds);
+  HOQChannelLimits channels = channelLimits();
+  channels.idle = idle;
+  setChannelLimits(channels);
   transport::NodeClientSettings client;
   client.messageBytes = welcome.messageBytes;
+  client.answer = idle;
   nodes_.reset(hoqNewNodeClient(&dialer_, &client));
   if (!nodes_ || !drained_) {
     control_.log(LogLevel::Error, "out of memory or descriptors");
@@ -56,7 +62,7 @@ bool Service::start(const Welcome& welcome) try {
   server.eid = eidFromText(welcome.nodeEid);
   server.messageBytes = welcome.messageBytes;
   server.requestsPerClient = static_cast<int>(welcome.requests);
-  server.idle = std::chrono::seconds(welcome.idleSeconds);
+  server.idle = idle;
   server.observer = &reports_;
   server_ = transport::NodeServer::create(server);
   control_.send(Ready());

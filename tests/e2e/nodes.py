@@ -1,0 +1,127 @@
+"""What the tests of hoq against nodes share: a node, ways to ask it, and what it may not lose."""
+
+import os
+import select
+import subprocess
+import time
+
+from daemon import DEADLINE, DaemonTest
+from hoqtest import HOQ, environment
+from relay import Relay
+
+
+def until(condition, what):
+    """Waits until `condition()` is true, which it is asked again and again."""
+    deadline = time.monotonic() + DEADLINE
+    while not condition():
+        if time.monotonic() > deadline:
+            raise AssertionError(f"never: {what()}")
+        select.select([], [], [], 0.01)
+
+
+class Nodes(DaemonTest):
+    """`self.there` is a node that we may do everything on."""
+
+    def setUp(self):
+        super().setUp()
+        self.there = self.serve(("admin", "read change"), ("reader", "read"),
+                                ("localhost", "change"), name="there.toml")
+        self.make("tree/", "tree/a=one", "tree/sub/", "tree/sub/b=two", "tree/empty/")
+        os.chmod(self.path("tree/a"), 0o640)
+
+    def files(self, name="admin"):
+        certificate = self.certificate(name)
+        return ["--ca", self.authority.pem, "--cert", certificate.pem, "--key", certificate.key]
+
+    def on(self, daemon, *arguments, name="admin", **more):
+        return self.hoq("--node", daemon.address(), *self.files(name), *arguments, **more)
+
+    def done(self, result):
+        self.assertEqual((result.status, result.err), (0, b""), result)
+        return result.out.decode()
+
+    def contents(self, top):
+        found = {}
+        for folder, names, files in os.walk(self.path(top)):
+            for name in (*names, *files):
+                path = os.path.join(folder, os.fsencode(name))
+                key = os.path.relpath(path, self.path(top)).decode()
+                found[key] = None
+                if os.path.isfile(path):
+                    with open(path, "rb") as stream:
+                        found[key] = (stream.read(), os.stat(path).st_mode & 0o777)
+        return found
+
+    # With faults.
+
+    def target(self, path, node=None):
+        return f"{(node or self.there).address()}:{self.dir}/{path}"
+
+    def relay(self, daemon=None):
+        """A relay before a node."""
+        relay = Relay((daemon or self.there).port())
+        self.addCleanup(relay.close)
+        return relay
+
+    def fill(self, name, size):
+        """A file of `size` bytes that do not repeat."""
+        data = os.urandom(size)
+        with open(self.path(name), "wb") as stream:
+            stream.write(data)
+        return data
+
+    def read(self, name):
+        with open(self.path(name), "rb") as stream:
+            return stream.read()
+
+    def begin(self, *arguments, name="admin", **popen):
+        """A hoq that runs beside the test."""
+        process = subprocess.Popen([HOQ, *self.files(name), *arguments], cwd=self.dir,
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, env=environment(), **popen)
+
+        def tidy():
+            if process.poll() is None:
+                process.kill()
+            process.communicate(timeout=DEADLINE)
+        self.addCleanup(tidy)
+        return process
+
+    @staticmethod
+    def finish(process):
+        """The status and what was said on standard error."""
+        _, error = process.communicate(timeout=DEADLINE)
+        return process.returncode, error.decode()
+
+    def until_exists(self, name, size=0):
+        path = self.path(name)
+        until(lambda: os.path.exists(path) and os.path.getsize(path) >= size,
+              lambda: f"{name} with {size} bytes in {os.listdir(self.dir)}")
+
+    @staticmethod
+    def holdings(daemon):
+        """Descriptors and threads of a daemon and its workers, by process."""
+        found = {}
+        for pid in (daemon.process.pid, *daemon.workers()):
+            try:
+                found[pid] = tuple(len(os.listdir(f"/proc/{pid}/{kind}")) for kind in ("fd", "task"))
+            except FileNotFoundError:  # it has just ended
+                pass
+        return found
+
+    def assert_held_no_more(self, daemon, before, spare=1):
+        """Soon no process of the daemon has more than `before`, but for `spare` threads: those of a
+        pool stay for the next call."""
+        def grown():
+            now = self.holdings(daemon)
+            return {pid: (before.get(pid), held) for pid, held in now.items()
+                    if pid not in before or held[0] > before[pid][0]
+                    or held[1] > before[pid][1] + spare}
+        until(lambda: not grown(), grown)
+
+    def assert_serves(self, daemon=None):
+        """A copy to the node goes well."""
+        daemon = daemon or self.there
+        self.make("probe=probe")
+        self.done(self.hoq(*self.files(), "cp", "-f", "probe", self.target("probed", daemon)))
+        self.assertEqual(self.read("probed"), b"probe")
