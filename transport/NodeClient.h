@@ -93,6 +93,10 @@ class HOQ_EXPORT NodeClient {
   /// For HOQTransport::registerTransport(): the ends of transfers on nodes. Owned by this client.
   virtual HOQTransport& transport() = 0;
 
+  /// Breaks the connection to `address`: whatever waits for an answer of the node fails, and the
+  /// next request connects anew.
+  virtual void breakOff(const std::string& address) = 0;
+
   /// Forgets the connection to `address`, which ends when nothing uses it any more.
   virtual void forget(const std::string& address) = 0;
 };

@@ -11,6 +11,8 @@
 #include <hoq/HOQResultCodes.h>
 
 #include "PathText.h"
+#include "commands/RealPath.h"
+#include "node/LinkBreaker.h"
 #include "node/RemoteNode.h"
 
 namespace HOQ::cli {
@@ -49,30 +51,45 @@ boost::shared_ptr<HOQFiler> NodeTransfer::there() {
   return node_->filer("/", NewsPtr(&session_.news()));
 }
 
-NodeTransfer::Kind NodeTransfer::kindOf(const std::string& path) {
+RecordPtr NodeTransfer::examine(const std::string& path, int options) {
   // "/." and an empty path: so that what a link on the way leads to is found as the system does.
   const auto filer =
       node_->filer(path == "/" ? path : join(parentOf(path), "."), NewsPtr(&session_.news()));
   HOQFiler::FileTypes records;
-  const int code = filer->stat({leafOf(path)}, &records,
-                               HOQFilerOptions(HOQFilerOptions::kFollowLinks), HOQFileType::kType);
+  const int code = filer->stat({leafOf(path)}, &records, HOQFilerOptions(options),
+                               HOQFileType::kType | HOQFileType::kLinkTarget);
   (void)session_.news().takeErrors();  // a place that cannot be examined is not there for us
   if (code == kAccessRefused)
     throw CommandError(kExitRefused, quoted(target_.text()) + ", access refused");
-  if (records.empty()) return Kind::kMissing;
-  return records.front()->type == HOQFileType::kDirectory ? Kind::kDirectory : Kind::kOther;
+  return records.empty() ? RecordPtr() : records.front();
+}
+
+NodeTransfer::Kind NodeTransfer::kindOf(const std::string& path) {
+  const RecordPtr record = examine(path, HOQFilerOptions::kFollowLinks);
+  if (!record) return Kind::kMissing;
+  return record->type == HOQFileType::kDirectory ? Kind::kDirectory : Kind::kOther;
+}
+
+std::string NodeTransfer::linkText(const std::string& path) {
+  const RecordPtr record = examine(path, 0);
+  return record && record->type == HOQFileType::kLink ? record->linkTarget : "";
 }
 
 /// Where the sending node is not this one, the target need not be within our reach: then it has to
 /// be a directory that is there.
 void NodeTransfer::examineTarget() {
+  destination_ = resolve("/", target_.path);
   try {
     node_ = std::make_unique<RemoteNode>(session_.network(), target_.address);
   } catch (const CommandError&) {
     if (!session_.isRemote()) throw;
     return;
   }
-  kind_ = kindOf(resolve("/", target_.path));
+  kind_ = kindOf(destination_);
+  // The receiving node takes a link for the place itself.
+  const auto text = [this](const std::string& path) { return linkText(path); };
+  if (kind_ == Kind::kDirectory && !text(destination_).empty())
+    destination_ = realPath(text, destination_);
 }
 
 void NodeTransfer::checkTarget(const std::vector<Named>& named) {
@@ -116,7 +133,7 @@ ExitStatus NodeTransfer::carry(const Named& named) {
   const bool through = namesDirectory(named.typed) && isLink(session_, named.full);
   Place place = placeOf(session_, named.full, through);
   if (namesContents(named.typed) && !through) place = {named.full, ""};
-  return send(named, place, resolve("/", target_.path));
+  return send(named, place, destination_);
 }
 
 ExitStatus NodeTransfer::send(const Named& named, const Place& place,
@@ -128,6 +145,7 @@ ExitStatus NodeTransfer::send(const Named& named, const Place& place,
   progress_.requestBegins(place.path.empty() ? place.directory : place.path, target_.text());
   const int code = filer->copy({place.path}, HOQConnectionInfo{target_.address}, destination,
                                HOQFilerOptions(flags), nullptr);
+  if (interruption_ != nullptr) interruption_->check();  // what it broke is no news
   const ExitStatus status = reported(code, named.typed);
   progress_.requestEnded(status == kExitDone);
   return status;
@@ -136,8 +154,8 @@ ExitStatus NodeTransfer::send(const Named& named, const Place& place,
 /// The node makes the tree in a directory that nobody else enters, so that whoever looks at the
 /// destination sees nothing or all of it.
 ExitStatus NodeTransfer::sendIntoPlace(const Named& named) {
-  const std::string destination = resolve("/", target_.path);
-  const std::string temporary = join(parentOf(destination), temporaryName());
+  Interruption interruption;
+  const std::string temporary = join(parentOf(destination_), temporaryName());
   const HOQSecurityAttributes attributes(kPrivate);
   const int made = there()->mkdir({temporary}, &attributes, HOQFilerOptions(0));
   if (made != 0) return worse(reported(made, target_.text()), kExitFailed);
@@ -146,7 +164,7 @@ ExitStatus NodeTransfer::sendIntoPlace(const Named& named) {
 
   const bool through = namesDirectory(named.typed) && isLink(session_, named.full);
   const Place place = placeOf(session_, named.full, through);
-  ExitStatus status = send(named, place, temporary);
+  ExitStatus status = sendInto(temporary, named, place, interruption);
   // A source without a name of its own ("/", a link's directory) arrives as the directory itself.
   const std::string name = leafOf(named.full);
   const bool nameless = place.path.empty();
@@ -156,10 +174,36 @@ ExitStatus NodeTransfer::sendIntoPlace(const Named& named) {
   return worse(status, reported(removed, target_.text()));
 }
 
+/// A signal ends the program, but not before it has removed what it has begun.
+ExitStatus NodeTransfer::sendInto(const std::string& temporary, const Named& named,
+                                  const Place& place, Interruption& interruption) {
+  try {
+    const LinkBreaker breaker(interruption, session_.network().client(),
+                              {target_.address, session_.settings().node});
+    interruption_ = &interruption;
+    const ExitStatus status = send(named, place, temporary);
+    interruption_ = nullptr;
+    return status;
+  } catch (const Interrupted&) {
+    interruption.acknowledge();
+    abandon(temporary);
+    session_.console().stopProgress();
+    Interruption::die();
+  }
+}
+
+/// Another node that sends may not know yet that nobody waits for it, and add to what is removed:
+/// it stops at the first item that has no place any more.
+void NodeTransfer::abandon(const std::string& temporary) {
+  constexpr int kTries = 20;
+  for (int i = 0; i < kTries && kindOf(temporary) == Kind::kDirectory; ++i)
+    (void)there()->remove({temporary}, HOQFilerOptions(HOQFilerOptions::kRecursive));
+  (void)session_.news().takeErrors();
+}
+
 ExitStatus NodeTransfer::moveIntoPlace(const std::string& arrived) {
-  const std::string destination = resolve("/", target_.path);
   const int moved =
-      there()->move({arrived}, destination, HOQFilerOptions(HOQFilerOptions::kRecursive));
+      there()->move({arrived}, destination_, HOQFilerOptions(HOQFilerOptions::kRecursive));
   return reported(moved, target_.text());
 }
 

@@ -7,6 +7,7 @@
 #include "commands/EachPath.h"
 #include "commands/Lookup.h"
 #include "commands/Transfer.h"
+#include "contents/Interruption.h"
 #include "node/NodeTarget.h"
 #include "progress/TransferProgress.h"
 
@@ -26,11 +27,16 @@ class NodeTransfer {
   enum class Kind { kMissing, kDirectory, kOther };
 
   void examineTarget();
+  RecordPtr examine(const std::string& path, int options);
   Kind kindOf(const std::string& path);
+  std::string linkText(const std::string& path);
   void checkTarget(const std::vector<Named>& named);
   ExitStatus carry(const Named& named);
   ExitStatus send(const Named& named, const Place& place, const std::string& destination);
   ExitStatus sendIntoPlace(const Named& named);
+  ExitStatus sendInto(const std::string& temporary, const Named& named, const Place& place,
+                      Interruption& interruption);
+  void abandon(const std::string& temporary);
   ExitStatus moveIntoPlace(const std::string& arrived);
   ExitStatus reported(int code, const std::string& typed);
   boost::shared_ptr<HOQFiler> there();
@@ -42,6 +48,8 @@ class NodeTransfer {
   TransferProgress progress_;
   std::unique_ptr<Node> node_;  // the target's, reached from here; empty: it cannot be
   Kind kind_ = Kind::kDirectory;
+  std::string destination_;                     // the directory itself where a link leads to it
+  const Interruption* interruption_ = nullptr;  // while there is something to tidy up
 };
 
 }  // namespace HOQ::cli

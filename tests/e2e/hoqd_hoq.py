@@ -4,43 +4,9 @@ import json
 import os
 import socket
 
-from daemon import DaemonTest, main
+from daemon import main
 from hoqtest import environment
-
-
-
-class Nodes(DaemonTest):
-    """`self.there` is a node that we may do everything on."""
-
-    def setUp(self):
-        super().setUp()
-        self.there = self.serve(("admin", "read change"), ("reader", "read"),
-                                ("localhost", "change"), name="there.toml")
-        self.make("tree/", "tree/a=one", "tree/sub/", "tree/sub/b=two", "tree/empty/")
-        os.chmod(self.path("tree/a"), 0o640)
-
-    def files(self, name="admin"):
-        certificate = self.certificate(name)
-        return ["--ca", self.authority.pem, "--cert", certificate.pem, "--key", certificate.key]
-
-    def on(self, daemon, *arguments, name="admin", **more):
-        return self.hoq("--node", daemon.address(), *self.files(name), *arguments, **more)
-
-    def done(self, result):
-        self.assertEqual((result.status, result.err), (0, b""), result)
-        return result.out.decode()
-
-    def contents(self, top):
-        found = {}
-        for folder, names, files in os.walk(self.path(top)):
-            for name in (*names, *files):
-                path = os.path.join(folder, os.fsencode(name))
-                key = os.path.relpath(path, self.path(top)).decode()
-                found[key] = None
-                if os.path.isfile(path):
-                    with open(path, "rb") as stream:
-                        found[key] = (stream.read(), os.stat(path).st_mode & 0o777)
-        return found
+from nodes import Nodes
 
 
 class Commands(Nodes):
@@ -174,6 +140,18 @@ class Copies(Nodes):
         result = self.hoq(*self.files(), "cp", "tree/a", "tree/sub/b", self.target("far/nodir"))
         self.assertEqual(result.status, 1, result)
         self.assertIn(b"is not a directory, as several items need", result.err)
+
+    def test_a_link_to_a_directory_stands_for_it(self):
+        self.make("holder/", "holder/old=old", "way -> far", "far -> holder")
+        for force in ([], ["-f"]):
+            with self.subTest(force=force):
+                self.done(self.hoq(*self.files(), "cp", *force, "tree/a", self.target("way")))
+                self.done(self.hoq(*self.files(), "cp", "-R", *force, "tree", self.target("way")))
+                self.assertEqual(set(self.contents("holder")), {"old", "a", "tree", "tree/a",
+                                                                "tree/empty", "tree/sub",
+                                                                "tree/sub/b"})
+                self.assertTrue(os.path.islink(self.path("way")))
+                os.remove(self.path("holder/a"))
 
     def test_a_failed_tree_leaves_nothing(self):
         self.make("bad/", "bad/f=x", "bad/l -> f", "far/")

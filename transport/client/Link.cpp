@@ -4,6 +4,7 @@
 #include <grpcpp/create_channel_posix.h>
 #include <grpcpp/grpcpp.h>
 #include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -53,6 +54,11 @@ bool Link::stands() const {
   if (probe_ < 0) return true;
   pollfd state{probe_, POLLRDHUP, 0};
   return ::poll(&state, 1, 0) <= 0 || (state.revents & (POLLRDHUP | POLLHUP | POLLERR)) == 0;
+}
+
+void Link::breakOff() {
+  noteLost();
+  if (probe_ >= 0) (void)::shutdown(probe_, SHUT_RDWR);  // it may have ended by itself
 }
 
 bool Link::knownInfo(NodeInfo& info) const {
@@ -139,6 +145,12 @@ LinkPtr Links::get(const std::string& address, NodeOutcome& outcome, bool* fresh
   at->link = std::make_shared<Link>(address, dialled.descriptor, settings_);
   keepPolling();
   return at->link;
+}
+
+void Links::breakOff(const std::string& address) {
+  const auto at = place(address);
+  const std::lock_guard<std::mutex> lock(at->mutex);
+  if (at->link) at->link->breakOff();
 }
 
 void Links::forget(const std::string& address) {

@@ -37,6 +37,7 @@ class Link {
   /// Whether the other side may still answer: neither has it hung up, nor was this one told so.
   bool stands() const;
   void noteLost() { lost_ = true; }
+  void breakOff();
 
   /// Asks the node who it is, for the first time or again.
   NodeOutcome info(NodeInfo& info);
@@ -74,6 +75,7 @@ class Links {
   /// The connection to `address`, made if need be; null: see `outcome`. `fresh`, where not null:
   /// whether it was made just now.
   LinkPtr get(const std::string& address, NodeOutcome& outcome, bool* fresh = nullptr);
+  void breakOff(const std::string& address);
   void forget(const std::string& address);
 
  private:

@@ -32,6 +32,7 @@ class LinkedNodeClient final : public NodeClient {
   }
 
   HOQTransport& transport() override { return transport_; }
+  void breakOff(const std::string& address) override { links_->breakOff(address); }
   void forget(const std::string& address) override { links_->forget(address); }
 
  private:
