@@ -24,7 +24,7 @@ sigset_t ours() {
 void SignalSource::block() {
   const sigset_t set = ours();
   (void)::pthread_sigmask(SIG_BLOCK, &set, nullptr);  // fails for bad arguments only
-  (void)std::signal(SIGPIPE, SIG_IGN);
+  for (const int signal : {SIGPIPE, SIGXFSZ}) (void)std::signal(signal, SIG_IGN);
 }
 
 SignalSource::SignalSource(EventLoop& loop, std::function<void(int)> each)

@@ -10,7 +10,8 @@ namespace HOQ::agent {
 /// The signals that the daemon acts on, told in its loop instead of in the middle of something.
 class SignalSource {
  public:
-  /// Before there are threads: each of them inherits the mask. SIGPIPE is ignored.
+  /// Before there are threads: each of them inherits the mask. SIGPIPE and SIGXFSZ are
+  /// ignored.
   static void block();
 
   /// Throws std::system_error.

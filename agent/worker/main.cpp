@@ -32,6 +32,7 @@ int main() {
     return kUsage;
   }
   (void)std::signal(SIGPIPE, SIG_IGN);
+  (void)std::signal(SIGXFSZ, SIG_IGN);  // a file beyond its limit is an error like others
   (void)::fcntl(kControlFd, F_SETFD, FD_CLOEXEC);
   ControlClient control{HOQ::tls::UniqueFd(kControlFd)};
   const ControlClient::Received first = control.receive();
