@@ -7,7 +7,7 @@ import re
 import subprocess
 
 
-def describe(place):
+def describe(place, tools):
     """The facts as a dictionary of short texts; what cannot be found out is "?"."""
     return {
         "date": datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC"),
@@ -16,9 +16,9 @@ def describe(place):
         "memory": f"{os.sysconf('SC_PHYS_PAGES') * os.sysconf('SC_PAGE_SIZE') / 2**30:.1f} GiB",
         "kernel": f"{platform.system()} {platform.release()}",
         "system": _search("/etc/os-release", r'PRETTY_NAME="(.*)"'),
-        "file system": _file_system(place),
+        "file system": file_system(place),
         "load before": " ".join(f"{load:.2f}" for load in os.getloadavg()),
-        "tools": ", ".join(_version(tool) for tool in ("ls", "find", "du", "rm")),
+        "tools": ", ".join(_version(tool) for tool in tools),
     }
 
 
@@ -31,14 +31,16 @@ def _search(path, pattern):
     return found.group(1).strip() if found else "?"
 
 
-def _file_system(place):
+def file_system(place):
     """Type and options of the mount that the place is on."""
     done = subprocess.run(["findmnt", "-n", "-o", "FSTYPE,OPTIONS", "-T", place],
                           capture_output=True, text=True)
-    return " ".join(done.stdout.split()) or "?"
+    mounts = done.stdout.splitlines()  # the last one covers those before it
+    return " ".join(mounts[-1].split()) if mounts else "?"
 
 
 def _version(tool):
-    done = subprocess.run([tool, "--version"], capture_output=True, text=True,
+    option = "-V" if tool == "ssh" else "--version"
+    done = subprocess.run([tool, option], capture_output=True, text=True,
                           env={**os.environ, "LC_ALL": "C"})
-    return done.stdout.split("\n")[0] or tool
+    return (done.stdout or done.stderr).split("\n")[0] or tool

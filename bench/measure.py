@@ -101,13 +101,13 @@ def measure_row(bench, row):
     contenders += [(other.command, other.lines) for other in present]
 
     for command, lines in contenders:
-        _warm_up(bench, fill(command, paths), lines, tree)
+        warm_up(bench, fill(command, paths), lines, tree)
     figures = [[] for _ in contenders]
     for _ in range(bench.rounds):
         for (command, _), samples in zip(contenders, figures):
-            samples.append(_one_round(bench, row, command, paths))
+            samples.append(one_round(bench, row, command, paths))
     ours, *theirs = figures
-    return ([_result(row, other, tree.entries, ours, samples)
+    return ([result(row, other, tree.entries, ours, samples)
              for other, samples in zip(present, theirs)],
             [f"{row.job}: {other.label} is not installed" for other in missing])
 
@@ -116,7 +116,7 @@ def _uses(command, name):
     return any("{" + name + "}" in word for word in command)
 
 
-def _warm_up(bench, command, lines, tree):
+def warm_up(bench, command, lines, tree):
     if any(place in word for place in (bench.copy, bench.new, bench.across) for word in command):
         return  # it needs its places prepared; making a copy reads the tree as well
     try:
@@ -132,7 +132,7 @@ def _warm_up(bench, command, lines, tree):
         raise Failed(f"{' '.join(command)}: {printed} lines for {tree.entries} entries")
 
 
-def _one_round(bench, row, command, paths):
+def one_round(bench, row, command, paths):
     """The round's figure: the median of its runs."""
     if _uses(command, "copy"):
         bench.prepare_copy(bench.tree(row.tree))
@@ -146,7 +146,7 @@ def _one_round(bench, row, command, paths):
     return Sample(*(statistics.median(figure) for figure in zip(*samples)))
 
 
-def _result(row, other, entries, ours, theirs):
+def result(row, other, entries, ours, theirs):
     ratios = [a.wall / b.wall for a, b in zip(ours, theirs)]
     extra_ms = [(a.wall - b.wall) * 1000 for a, b in zip(ours, theirs)]
     in_ms = other.extra_ms is not None

@@ -13,6 +13,14 @@ def text(results):
                  "ratio: hoq's time / the other's, median of the rounds (least to greatest).")
     if results["rows"]:
         parts.append(_rows(results["rows"]))
+    if results.get("rates"):
+        parts.append(_rates(results["rates"]))
+    served = [row for row in results["rows"] + results.get("rates", [])
+              if row.get("servers_peak_kib")]
+    if served:
+        parts.append(_servers(served))
+    if results.get("idle"):
+        parts.append(_idle(results["idle"]))
     if results["memory"]:
         parts.append(_memory(results["memory"]))
     if results["calls"]:
@@ -48,6 +56,42 @@ def _rows(rows):
             f"{ours['cpu_seconds']:.3f} {other['cpu_seconds']:.3f}",
             f"{ours['peak_kib'] / 1024:.1f} {other['peak_kib'] / 1024:.1f}"))
     return align(lines, left=(3, 4, 5))
+
+
+def _rates(rates):
+    lines = [("calls/s", "(range)", "clients", "calls of", "median µs", "p99 µs", "longest µs")]
+    for rate in rates:
+        lines.append((f"{rate['per_second']:.0f}",
+                      f"({rate['lowest']:.0f} to {rate['highest']:.0f})", str(rate["clients"]),
+                      rate["job"], f"{rate['median_us']:.0f}", f"{rate['p99_us']:.0f}",
+                      f"{rate['longest_us']:.0f}"))
+    return align(lines, left=(3,))
+
+
+def _servers(rows):
+    """Peaks of what served, once for each of our ways."""
+    peaks = {_with_clients(row): row["servers_peak_kib"] for row in rows}
+    processes = sorted({process for each in peaks.values() for process in each})
+    lines = [("peak resident MiB of", *processes)]
+    for job, each in peaks.items():
+        lines.append((job, *(f"{each[process] / 1024:.1f}" if process in each else "-"
+                             for process in processes)))
+    return align(lines, left=(0,))
+
+
+def _with_clients(row):
+    return f"{row['job']}, {row['clients']} at a time" if "clients" in row else row["job"]
+
+
+def _idle(probes):
+    lines = [("own MiB", "aim", "", "resident MiB", "peak MiB", "idle process", "")]
+    for probe in probes:
+        aim = probe["aim_kib"]
+        lines.append((f"{probe['own_kib'] / 1024:.1f}",
+                      "-" if aim is None else f"{aim / 1024:.0f}",
+                      verdict(probe["own_kib"], aim), f"{probe['resident_kib'] / 1024:.1f}",
+                      f"{probe['peak_kib'] / 1024:.1f}", probe["process"], probe["when"]))
+    return align(lines, left=(2, 5, 6))
 
 
 def _memory(probes):

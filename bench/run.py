@@ -11,6 +11,7 @@ from functools import partial
 import corpus
 import machine
 import measure
+import nodes
 import report
 import rows
 
@@ -20,10 +21,12 @@ FORMAT = 1  # of the results in JSON
 def parse(arguments):
     parser = argparse.ArgumentParser(
         prog="scripts/bench", description=__doc__.split(".")[0] + ".",
-        epilog="compare OLD.json: measure, then show what changed since OLD.json was written;"
-               " compare OLD.json NEW.json: without measuring. Ends with 1 when a row regressed.")
-    parser.add_argument("compare", nargs="*", metavar="compare OLD.json [NEW.json]",
-                        help="show what changed")
+        epilog="nodes: measure what passes between two nodes, with ssh's tools beside it, instead of"
+               " what is done on one. compare OLD.json: measure, then show what changed since"
+               " OLD.json was written; compare OLD.json NEW.json: without measuring. Ends with 1"
+               " when a row regressed.")
+    parser.add_argument("what", nargs="*", metavar="nodes | compare OLD.json [NEW.json]",
+                        help="between nodes; show what changed")
     parser.add_argument("--rounds", type=int, default=5, metavar="N",
                         help="rounds, of one run of each program (default: %(default)s)")
     parser.add_argument("--only", default="", metavar="PATTERN",
@@ -32,10 +35,14 @@ def parse(arguments):
     parser.add_argument("--json", metavar="FILE", help="write the results there as well")
     parser.add_argument("--scale", type=float, default=1.0, metavar="X",
                         help="size of the trees, for trying things out (default: %(default)s)")
+    parser.add_argument("--target", choices=("memory", "disk"), default="memory",
+                        help="nodes: where files are sent to (default: %(default)s, /dev/shm)")
     parser.add_argument("--build", required=True, help=argparse.SUPPRESS)
     chosen = parser.parse_args(arguments)
-    if chosen.compare and (chosen.compare[0] != "compare" or len(chosen.compare) not in (2, 3)):
-        parser.error("expected nothing, or: compare OLD.json [NEW.json]")
+    chosen.nodes = chosen.what == ["nodes"]
+    chosen.compare = chosen.what if chosen.what[:1] == ["compare"] else []
+    if chosen.what and not chosen.nodes and len(chosen.compare) not in (2, 3):
+        parser.error("expected nothing, or: nodes, or: compare OLD.json [NEW.json]")
     if chosen.rounds < 1 or chosen.scale <= 0:
         parser.error("--rounds and --scale must be above 0")
     return chosen
@@ -62,10 +69,11 @@ def jobs(bench, results):
                lambda probe=probe: results["calls"].append(measure.measure_calls(bench, probe)))
 
 
-def measure_all(bench, only):
+def measure_all(bench, only, jobs, tools):
     """The results of every job that matches. One that fails is told, the others go on."""
-    results = {"format": FORMAT, "machine": machine.describe(bench.place), "rounds": bench.rounds,
-               "scale": bench.scale, "rows": [], "memory": [], "calls": [], "not_measured": []}
+    results = {"format": FORMAT, "machine": machine.describe(bench.place, tools),
+               "rounds": bench.rounds, "scale": bench.scale, "rows": [], "memory": [], "calls": [],
+               "not_measured": []}
     failures = 0
     for name, take in jobs(bench, results):
         if not re.search(only, name):
@@ -77,6 +85,28 @@ def measure_all(bench, only):
             failures += 1
             results["not_measured"].append(f"{name}: FAILED: {failure}")
     return results, failures
+
+
+def measure_one(chosen, place):
+    bench = measure.Bench(os.path.join(chosen.build, "bin/hoq"),
+                          os.path.join(chosen.build, "bench/hoq_bench_measure"),
+                          place, chosen.scale, chosen.rounds)
+    try:
+        return measure_all(bench, chosen.only, jobs, ("ls", "find", "du", "rm"))
+    finally:
+        bench.clear()
+
+
+def measure_nodes(chosen, place):
+    bench = nodes.NodesBench(chosen.build, place, chosen.scale, chosen.rounds,
+                             chosen.target == "disk")
+    try:
+        with bench:
+            return measure_all(bench, chosen.only, nodes.jobs, ("rsync", "ssh"))
+    except measure.Failed as failure:
+        sys.exit(f"scripts/bench: {failure}")
+    finally:
+        bench.clear()
 
 
 def load(path):
@@ -97,13 +127,8 @@ def main(arguments):
         place = os.path.abspath(os.environ.get("HOQ_BENCH_DIR")
                                 or os.path.join(tempfile.gettempdir(), "hoq-bench"))
         os.makedirs(place, exist_ok=True)
-        bench = measure.Bench(os.path.join(chosen.build, "bin/hoq"),
-                              os.path.join(chosen.build, "bench/hoq_bench_measure"),
-                              place, chosen.scale, chosen.rounds)
-        try:
-            results, failures = measure_all(bench, chosen.only)
-        finally:
-            bench.clear()
+        results, failures = measure_nodes(chosen, place) if chosen.nodes else measure_one(chosen,
+                                                                                          place)
         print(report.text(results))
     if chosen.json:
         with open(chosen.json, "w") as file:

@@ -12,6 +12,7 @@ sys.path.insert(0, str(repository.SOURCE / "bench"))
 
 import corpus  # noqa: E402
 import measure  # noqa: E402
+import nodes  # noqa: E402
 import report  # noqa: E402
 import rows  # noqa: E402
 
@@ -134,6 +135,55 @@ class MeasureTest(unittest.TestCase):
 100.00    0.001100           1      1050         3 total
 """
         self.assertEqual(measure.parse_counts(printed.splitlines()), {"statx": 1000, "openat": 50})
+
+
+class NodesTest(unittest.TestCase):
+    def bench(self, hoq="/bin/true"):
+        place = tempfile.TemporaryDirectory()
+        self.addCleanup(place.cleanup)
+        bench = nodes.NodesBench(place.name, place.name, scale=0.001, rounds=3, on_disk=True)
+        bench.hoq, bench.measurer = hoq, MEASURER
+        return bench
+
+    def test_each_of_ours_stands_against_each_of_the_others(self):
+        group = nodes.Group("job", "deep",
+                            (rows.Other(("{hoq}", "1"), "one"), rows.Other(("{hoq}", "2"), "two")),
+                            (rows.Other(("true",), "yes", ratio=0.5),
+                             rows.Other(("{hoq}",), "ours here"),
+                             rows.Other(("no-such-tool-here",))))
+        taken, missing = nodes.measure_group(self.bench(), group)
+        self.assertEqual([(each["job"], each["against"], each["aim"]) for each in taken],
+                         [("job, one", "yes", 0.5), ("job, one", "ours here", None),
+                          ("job, two", "yes", 0.5), ("job, two", "ours here", None)])
+        self.assertEqual([len(each["ours"]["rounds"]) for each in taken], [3] * 4)
+        self.assertEqual(missing, ["job: no-such-tool-here is not installed"])
+
+    def test_peaks_of_what_serves_are_taken_while_ours_runs(self):
+        bench = self.bench()
+        group = nodes.Group("job", "deep", (rows.Other(("{hoq}",), "one"),),
+                            (rows.Other(("true",), "yes"),))
+        with mock.patch.object(bench, "processes", return_value=[("front A", os.getpid())]):
+            taken, _ = nodes.measure_group(bench, group)
+        self.assertGreater(taken[0]["servers_peak_kib"]["front A"], 0)
+        self.assertIn("front A", report.text({
+            "machine": {}, "rounds": 3, "rows": taken, "memory": [], "calls": [], "rates": [],
+            "idle": nodes.measure_idle(bench, "fresh"), "not_measured": []}))
+
+    def test_memory_that_a_process_takes_shows(self):
+        before = nodes.memory_of(os.getpid())
+        taken = bytearray(b"x" * (16 << 20))
+        after = nodes.memory_of(os.getpid())
+        for key in ("own_kib", "resident_kib", "peak_kib"):
+            self.assertGreater(after[key], len(taken) >> 10, key)
+        self.assertGreater(after["own_kib"], before["own_kib"] + (8 << 10))
+
+    def test_a_server_that_does_not_start_is_told_with_what_it_said(self):
+        bench = self.bench()
+        server = nodes.servers.Server(["sh", "-c", "echo no such port >&2"],
+                                      os.path.join(bench.place, "log"))
+        self.addCleanup(server.stop)
+        with self.assertRaisesRegex(measure.Failed, "no such port"):
+            server.line("listening ")
 
 
 class ReportTest(unittest.TestCase):
