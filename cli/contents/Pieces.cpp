@@ -131,7 +131,8 @@ void Pieces::then(Step step) {
 }
 
 void Pieces::handOver() {
-  if (!asked_.empty() || batch_->empty()) return;
+  if (!asked_.empty()) return;
+  if (batch_->empty()) return batch_->clear();  // what was read into it is not wanted any more
   queue_.push(std::move(batch_));
   batch_ = queue_.fresh();
 }
