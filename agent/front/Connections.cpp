@@ -17,6 +17,7 @@ namespace HOQ::agent {
 namespace {
 
 constexpr std::chrono::seconds kBetweenRefusalsTold{1};
+constexpr std::chrono::minutes kBetweenClockLooks{1};
 
 const char* reasonOf(Admission::Answer answer) {
   return answer == Admission::Answer::TooMany ? "connections" : "connections_per_peer";
@@ -37,6 +38,7 @@ bool same(const ClientEntry* one, const ClientEntry* other) {
 Connections::~Connections() {
   for (const auto& [id, link] : links_) {
     if (link.kept) loop_.forget(link.kept.get());
+    loop_.cancel(link.expiry);
   }
 }
 
@@ -94,7 +96,21 @@ void Connections::shookHands(Id id, tls::Result<tls::TlsConnection> result) {
   link.identity.certificate = result->peer;
   // A reload may have come between the handshake's begin and its end.
   if (!isTrusted(link)) return close(id, "its certificate is not trusted any more");
-  if (!handOver(id, std::move(result->plain))) close(id, "no worker");
+  if (!handOver(id, std::move(result->plain))) return close(id, "no worker");
+  awaitExpiry(id);
+}
+
+/// Looks at the clock once in a while: it may be set meanwhile.
+void Connections::awaitExpiry(Id id) {
+  using std::chrono::ceil, std::chrono::milliseconds, std::chrono::system_clock;
+  Link& link = links_.at(id);
+  const auto end = system_clock::from_time_t(link.identity.certificate.notAfter + 1);
+  const auto left = end - system_clock::now();
+  const auto until = std::clamp<system_clock::duration>(left, milliseconds(0), kBetweenClockLooks);
+  link.expiry = loop_.after(ceil<milliseconds>(until), [this, id, end] {
+    if (system_clock::now() < end) return awaitExpiry(id);
+    close(id, "its certificate has expired");
+  });
 }
 
 void Connections::takeUnix(Id id, tls::UniqueFd socket) {
@@ -180,6 +196,7 @@ void Connections::ended(Id id) {
   Link link = std::move(found->second);
   links_.erase(found);
   if (link.kept) loop_.forget(link.kept.get());
+  loop_.cancel(link.expiry);
   admission_.release(link.host);
   if (link.worker) workers_.detach(link.worker, id);
 }

@@ -19,7 +19,8 @@
 namespace HOQ::agent {
 
 /// The clients' connections, from accept(2) until their end: counted, shaken hands with, told
-/// apart, handed to their workers. Belongs to the loop's thread.
+/// apart, handed to their workers, closed when their certificate expires. Belongs to the loop's
+/// thread.
 class Connections {
  public:
   /// `pump` calls back until it is gone, so it must be gone before this; the others outlive this.
@@ -58,6 +59,7 @@ class Connections {
     const ClientEntry* entry = nullptr;  // of `settings`
     Worker::Id worker = 0;
     tls::ConnectionId pumped = 0;  // of a TLS connection
+    EventLoop::Timer expiry = 0;   // when its certificate is good no more
     tls::UniqueFd kept;            // of a UNIX one: shows its end, and can end it
   };
 
@@ -66,6 +68,7 @@ class Connections {
   void shookHands(Id id, tls::Result<tls::TlsConnection> result);
   bool handOver(Id id, tls::UniqueFd descriptor);
   bool isTrusted(const Link& link) const;
+  void awaitExpiry(Id id);
   void close(Id id, const std::string& reason);
   void ended(Id id);
   void refuse(const char* reason, const std::string& address);
