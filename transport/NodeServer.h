@@ -30,6 +30,7 @@ struct CallRecord {
   std::uint64_t bytesIn = 0;       // contents received
   std::uint64_t bytesOut = 0;      // contents sent
   std::chrono::microseconds took{0};
+  std::string address;  // where the connection came from; empty: it was not told
 };
 
 /// Hears of every call that ended. Any thread, several at once; must neither block for long nor

@@ -155,6 +155,7 @@ void fields(Field& field, Audit& m) {
   field(m.trouble, kLongestText);
   field(m.bytes);
   field(m.tookMicroseconds);
+  field(m.address, kLongestAddress);
 }
 
 template <class Field>

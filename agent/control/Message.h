@@ -16,7 +16,7 @@ namespace HOQ::agent {
 /// does not decode ends the worker.
 
 /// Raised with every change to the messages: programs of two builds do not serve together.
-constexpr std::uint32_t kControlVersion = 1;
+constexpr std::uint32_t kControlVersion = 2;
 
 constexpr std::size_t kLongestMessage = 96 * 1024;
 constexpr std::size_t kLongestText = 4096;
@@ -87,6 +87,7 @@ struct Audit {
   std::string trouble;  // why it broke off; may be empty
   std::uint64_t bytes = 0;
   std::uint64_t tookMicroseconds = 0;
+  std::string address;  // where the client's connection came from; may be empty
 
   bool operator==(const Audit&) const = default;
 };

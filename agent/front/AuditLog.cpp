@@ -63,6 +63,7 @@ std::string auditLine(std::chrono::system_clock::time_point time, const std::str
   Json line;
   line["time"] = timeText(time);
   line["client"] = asJson(client);
+  if (!audit.address.empty()) line["address"] = asJson(audit.address);
   if (!audit.askedBy.empty()) line["askedBy"] = asJson(audit.askedBy);
   line["operation"] = asJson(audit.operation);
   line["cwd"] = asJson(audit.cwd);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "front/Logging.h"
+#include "tls/PlainName.h"
 #include "tls/Sockets.h"
 
 namespace HOQ::agent {
@@ -115,6 +116,11 @@ void Connections::awaitExpiry(Id id) {
 
 void Connections::takeUnix(Id id, tls::UniqueFd socket) {
   Link& link = links_[id];
+  // A name that tells an address is the pump's to give.
+  if (!tls::addressBehind(socket.get()).empty()) {
+    refuse("name", link.address);
+    return ended(id);
+  }
   const auto peer = tls::unixPeer(socket.get());
   link.kept.reset(::fcntl(socket.get(), F_DUPFD_CLOEXEC, 0));
   if (!peer || !link.kept) {

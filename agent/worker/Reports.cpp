@@ -24,6 +24,7 @@ void Reports::ended(const transport::CallRecord& call) {
   audit.trouble = call.trouble;
   audit.bytes = call.bytesIn + call.bytesOut;
   audit.tookMicroseconds = static_cast<std::uint64_t>(call.took.count());
+  audit.address = call.address;
   control_.send(audit);
 }
 

@@ -19,20 +19,22 @@ std::string contents(const std::string& file) {
 }
 
 TEST(AuditLogTest, ALineSaysWhoDidWhatToWhichPathsAndWhatCameOfIt) {
-  const Audit whole{"Copy", "admin", "/srv", {"a", "b"}, 9, "/to", -1, "the client is gone", 5, 77};
+  const Audit whole{"Copy", "admin", "/srv",       {"a", "b"}, 9, "/to", -1, "the client is gone",
+                    5,      77,      "192.0.2.1:5"};
   EXPECT_EQ(auditLine(kTime, "node-b", whole),
-            R"({"time":"2024-05-01T12:30:00.042Z","client":"node-b","askedBy":"admin",)"
+            R"({"time":"2024-05-01T12:30:00.042Z","client":"node-b","address":"192.0.2.1:5",)"
+            R"("askedBy":"admin",)"
             R"("operation":"Copy","cwd":"/srv","paths":["a","b"],"pathCount":9,)"
             R"("destination":"/to","code":-1,"trouble":"the client is gone","bytes":5,)"
             R"("microseconds":77})");
-  const Audit bare{"Mkdir", "", "", {"/d"}, 1, "", 0, "", 0, 3};
+  const Audit bare{"Mkdir", "", "", {"/d"}, 1, "", 0, "", 0, 3, ""};
   EXPECT_EQ(auditLine(kTime, "admin", bare),
             R"({"time":"2024-05-01T12:30:00.042Z","client":"admin","operation":"Mkdir",)"
             R"("cwd":"","paths":["/d"],"code":0,"bytes":0,"microseconds":3})");
 }
 
 TEST(AuditLogTest, NoNameBreaksALine) {
-  const Audit odd{"Remove", "", "", {"a\nb\"", "\xff\x01", "\xff\xfe\xfd"}, 3, "", 0, "", 0, 0};
+  const Audit odd{"Remove", "", "", {"a\nb\"", "\xff\x01", "\xff\xfe\xfd"}, 3, "", 0, "", 0, 0, ""};
   EXPECT_EQ(auditLine(kTime, "c", odd),
             R"({"time":"2024-05-01T12:30:00.042Z","client":"c","operation":"Remove","cwd":"",)"
             R"("paths":["a\nb\"",{"base64":"/wE="},{"base64":"//79"}],)"

@@ -28,7 +28,8 @@ std::vector<Message> oneOfEach() {
             -1,
             "broke",
             1ull << 40,
-            99},
+            99,
+            "192.0.2.1:5"},
       Counters{{{"List", 0, 5}, {"Copy", -2147483647 - 1, 1ull << 60}}, 1, 2, 3, 4, 5, 6},
       Log{LogLevel::Warning, "line"},
   };
@@ -109,8 +110,8 @@ TEST(MessageTest, WhatIsNoMessageIsRefused) {
 
 TEST(MessageTest, TheLongestOfEverythingStillGoesThrough) {
   const std::string giant(1 << 20, 'x');
-  const Audit audit{giant, giant, giant, std::vector<std::string>(100, giant), 100, giant, 0,
-                    giant, 0,     0};
+  const Audit audit{giant, giant, giant, std::vector<std::string>(100, giant), 100, giant, 0, giant,
+                    0,     0,     giant};
   const std::vector<Message> messages = {
       Welcome{kControlVersion, giant, true, true, giant, giant, 0, 0, 0},
       DialAnswer{0, DialOutcome::Refused, giant},

@@ -86,7 +86,7 @@ TEST_F(WorkersTest, WhatAWorkerSaysIsPassedOn) {
   Worker* admin = find(&kAdmin);
   starter_.end(1).send(Ready{});
   starter_.end(1).send(Dial{1, "host:1"});
-  starter_.end(1).send(Audit{"Remove", "", "", {}, 0, "", 0, "", 0, 0});
+  starter_.end(1).send(Audit{"Remove", "", "", {}, 0, "", 0, "", 0, 0, ""});
   starter_.end(1).send(Counters{{}, 0, 5, 0, 0, 0, 0});
   turn();
   turn();
@@ -181,7 +181,7 @@ TEST_F(WorkersTest, AWorkerThatWasEndedIsHeardOut) {
   EXPECT_THAT(gone_, ElementsAre(1));
   EXPECT_NE(find(&kAdmin), admin) << "it takes nothing any more";
   for (int i = 0; i < 50; ++i)
-    starter_.end(1).send(Audit{"Remove", "", "", {}, 0, "", 0, "", 0, 0});
+    starter_.end(1).send(Audit{"Remove", "", "", {}, 0, "", 0, "", 0, 0, ""});
   starter_.end(1).send(Counters{{}, 0, 5, 0, 0, 0, 0});
   starter_.ends.erase(1);
   starter_.reapable = {1};

@@ -1,9 +1,11 @@
 import json
 import os
+import re
+import socket
 import stat
 import subprocess
 
-from daemon import DEADLINE, DaemonTest, filer_pb2, main
+from daemon import DEADLINE, DaemonTest, filer_pb2, main, read_all
 
 
 class Audit(DaemonTest):
@@ -35,6 +37,7 @@ class Audit(DaemonTest):
         for line in lines:
             self.assertRegex(line["time"], r"^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z$")
             self.assertNotIn("askedBy", line)
+            self.assertRegex(line["address"], r"^127\.0\.0\.1:\d+$")
         self.assertEqual(stat.S_IMODE(os.stat(self.path("audit")).st_mode) & 0o007, 0)
 
     def test_who_is_unknown_is_written_too(self):
@@ -43,6 +46,37 @@ class Audit(DaemonTest):
         line = self.lines(1)[0]
         self.assertEqual((line["client"], line["operation"], line["code"]),
                          ("unknown", "Mkdir", 414))
+
+    def test_each_call_is_of_the_connection_that_it_came_over(self):
+        daemon = self.serve(("admin", "read change"), top='audit = "audit"')
+        one, other = self.client(daemon, "admin"), self.client(daemon, "admin")
+        for client in (one, other, one):
+            client.mkdir(self.path("d"))
+        certificate = self.certificate("admin")
+        sent = self.hoq("--ca", self.authority.pem, "--cert", certificate.pem, "--key",
+                        certificate.key, "cp", "audit", f"{daemon.address()}:{self.dir}/copy")
+        self.assertEqual((sent.status, sent.err), (0, b""), sent)
+        connections = [re.search(r"(127\S+): admin is", line).group(1)
+                       for line in daemon.log.all if ": admin is admin" in line]
+        self.assertEqual(len(set(connections)), 3)
+        first, second, third = connections
+        lines = self.lines(4)
+        self.assertEqual([(line["operation"], line["address"]) for line in lines],
+                         [("Mkdir", first), ("Mkdir", second), ("Mkdir", first),
+                          ("hoqfile_deserializer", third)])
+
+    def test_on_a_unix_socket_nobody_has_an_address_or_feigns_one(self):
+        path = os.path.join(self.dir, "s")
+        daemon = self.serve((f"uid:{os.geteuid()}", "read change"), listen=f'["unix:{path}"]',
+                            top='audit = "audit"\nmetrics = "127.0.0.1:0"')
+        self.assertEqual(self.unix_client(path).mkdir(self.path("d"))[0], 0)
+        self.assertNotIn("address", self.lines(1)[0])
+        with socket.socket(socket.AF_UNIX) as feigned:
+            feigned.settimeout(DEADLINE)
+            feigned.bind(b"\0hoq.01234567." + b"6.6.6.6:1".hex().encode())
+            feigned.connect(path)
+            self.assertEqual(read_all(feigned), b"")
+        self.assertEqual(self.metrics(daemon)['hoqd_refused_total{reason="name"}'], 1)
 
     def test_without_a_file_the_log_has_it(self):
         daemon = self.serve(("admin", "read change"))

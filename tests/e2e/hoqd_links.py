@@ -70,6 +70,17 @@ class FromHere(Faults):
         self.assert_held_no_more(self.there, before)
         self.assert_serves()
 
+    def test_copies_that_are_cut_again_and_again_leave_no_memory_taken(self):
+        def cut(times):
+            for _ in range(times):
+                self.link.fault("cut", LARGE // 2)
+                self.assertEqual(self.finish(self.begin("cp", "large", self.place("large")))[0], 1)
+        cut(10)  # what is kept for later is there
+        before = self.memory(self.there)
+        cut(20)
+        # Far less than half of what those were sent.
+        self.assertLess(self.memory(self.there) - before, 20 * LARGE / 2 / 1024 / 2)
+
     def test_a_tree_whose_link_is_cut_is_not_there_at_all(self):
         self.make("many/")
         for number in range(40):

@@ -119,6 +119,15 @@ class Nodes(DaemonTest):
                     or held[1] > before[pid][1] + spare}
         until(lambda: not grown(), grown)
 
+    @staticmethod
+    def memory(daemon):
+        """What the daemon and its workers hold in memory, in KiB."""
+        total = 0
+        for pid in (daemon.process.pid, *daemon.workers()):
+            with open(f"/proc/{pid}/status", encoding="ascii") as stream:
+                total += int(next(line.split()[1] for line in stream if line.startswith("RssAnon")))
+        return total
+
     def assert_serves(self, daemon=None):
         """A copy to the node goes well."""
         daemon = daemon or self.there

@@ -280,14 +280,19 @@ class FilerService final : public wire::Filer::CallbackService {
   template <class Request>
   Reactor* start(CallbackServerContext* context, const Request& request, CallRecord record,
                  FilerCall::Body body) {
-    const auto call = std::make_shared<FilerCall>(ledger_, pool_, std::move(record));
+    const auto call = newCall(*context, std::move(record));
     auto* const replies = new StreamReplies(context, call);
     call->start(replies, request.context(), std::move(body));
     return replies;
   }
 
+  std::shared_ptr<FilerCall> newCall(const CallbackServerContext& context, CallRecord record) {
+    record.address = callerAddress(context.peer());
+    return std::make_shared<FilerCall>(ledger_, pool_, std::move(record));
+  }
+
   Reactor* refuse(CallbackServerContext* context, CallRecord record, const char* why) {
-    const auto call = std::make_shared<FilerCall>(ledger_, pool_, std::move(record));
+    const auto call = newCall(*context, std::move(record));
     auto* const replies = new StreamReplies(context, call);
     call->refuse(replies, grpc::Status(grpc::StatusCode::INVALID_ARGUMENT, why));
     return replies;
@@ -299,7 +304,7 @@ class FilerService final : public wire::Filer::CallbackService {
 
 grpc::ServerBidiReactor<wire::UploadRequest, wire::FilerReply>* FilerService::Upload(
     CallbackServerContext* context) {
-  const auto call = std::make_shared<FilerCall>(ledger_, pool_, recordOf("Upload", true, nullptr));
+  const auto call = newCall(*context, recordOf("Upload", true, nullptr));
   auto* const replies = new UploadReplies(context, call);
   FilerCall* const held = call.get();  // by `replies`
   call->readMessages(replies, [held, replies](wire::UploadRequest* first) {

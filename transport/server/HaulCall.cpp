@@ -24,8 +24,11 @@ std::vector<std::string> textsOf(const HOQMessage& params) {
 
 }  // namespace
 
-HaulCall::HaulCall(std::shared_ptr<Ledger> ledger, Pool& pool)
-    : TransferStream(ledger->settings().idle), ledger_(std::move(ledger)), pool_(pool) {}
+HaulCall::HaulCall(std::shared_ptr<Ledger> ledger, Pool& pool, std::string address)
+    : TransferStream(ledger->settings().idle),
+      ledger_(std::move(ledger)),
+      pool_(pool),
+      address_(std::move(address)) {}
 
 HaulCall::~HaulCall() = default;
 
@@ -182,6 +185,7 @@ void HaulCall::abandon(Lock& lock) {
 
 void HaulCall::describe(const Create& create) {
   record_ = CallRecord();
+  record_.address = address_;
   record_.method = create.functional.substr(0, 64);
   record_.client = ledger_->settings().client->name();
   record_.askedBy = create.askedBy;

@@ -34,7 +34,8 @@ class HaulCall final : public TransferStream<hoq::v1::HaulReply, hoq::v1::HaulRe
                        public LiveCall,
                        public std::enable_shared_from_this<HaulCall> {
  public:
-  HaulCall(std::shared_ptr<Ledger> ledger, Pool& pool);
+  /// `address`: where the client's connection came from; may be empty.
+  HaulCall(std::shared_ptr<Ledger> ledger, Pool& pool, std::string address);
   ~HaulCall() override;
 
   /// Begins to read. Once.
@@ -90,6 +91,7 @@ class HaulCall final : public TransferStream<hoq::v1::HaulReply, hoq::v1::HaulRe
 
   const std::shared_ptr<Ledger> ledger_;
   Pool& pool_;
+  const std::string address_;
   HaulWire* wire_ = nullptr;  // not owned
   std::deque<Command> commands_;
   bool running_ = false;                 // a thread has the stream

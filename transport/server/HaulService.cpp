@@ -56,7 +56,8 @@ class HaulService final : public wire::Haul::CallbackService {
            "The node is busy: it has as many calls of this client as it takes"});
     if (admission == Ledger::Admission::kGoesDown)
       return new RefusingReactor({grpc::StatusCode::UNAVAILABLE, "The node goes down"});
-    const auto call = std::make_shared<HaulCall>(ledger_, transfers_);
+    const auto call =
+        std::make_shared<HaulCall>(ledger_, transfers_, callerAddress(context->peer()));
     auto* const reactor = new HaulReactor(context, call);
     call->begin(reactor);
     return reactor;

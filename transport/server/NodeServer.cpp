@@ -7,11 +7,13 @@
 
 #include <mutex>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "server/Ledger.h"
 #include "server/Pool.h"
 #include "server/Services.h"
+#include "tls/PlainName.h"
 
 namespace HOQ::transport {
 namespace {
@@ -140,6 +142,12 @@ bool GrpcNodeServer::drain(std::chrono::milliseconds limit) {
 }
 
 }  // namespace
+
+std::string callerAddress(const std::string& peer) {
+  constexpr std::string_view kScheme = "unix-abstract:";
+  if (peer.compare(0, kScheme.size(), kScheme) != 0) return "";
+  return tls::addressInPlainName(std::string_view(peer).substr(kScheme.size()));
+}
 
 CallObserver::~CallObserver() = default;
 NodeServer::NodeServer() = default;

@@ -9,6 +9,9 @@
 
 namespace HOQ::transport {
 
+/// Where the caller's connection came from, in the words of gRPC: see tls/PlainName.h.
+std::string callerAddress(const std::string& peer);
+
 // The services, as the server registers them. The pools outlive them.
 std::unique_ptr<grpc::Service> makeFilerService(std::shared_ptr<Ledger> ledger, Pool& operations);
 std::unique_ptr<grpc::Service> makeHaulService(std::shared_ptr<Ledger> ledger, Pool& transfers);

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <utility>
 
+#include "tls/PlainName.h"
+
 namespace HOQ::tls {
 namespace {
 
@@ -95,6 +97,7 @@ void PumpConnection::handOver() {
   if (!plain_.open(connection.plain))
     return fail(
         {ErrorKind::kSystem, stream_.address() + ": no socket pair: " + std::strerror(errno)});
+  bindPlainName(plain_.fd(), stream_.address());
   connection.id = id_;
   connection.peer = stream_.peer();
   stage_ = Stage::kOpen;
