@@ -75,11 +75,11 @@ class FromHere(Faults):
             for _ in range(times):
                 self.link.fault("cut", LARGE // 2)
                 self.assertEqual(self.finish(self.begin("cp", "large", self.place("large")))[0], 1)
-        cut(10)  # what is kept for later is there
+        cut(6)  # what is kept for later is there
         before = self.memory(self.there)
-        cut(20)
+        cut(12)
         # Far less than half of what those were sent.
-        self.assertLess(self.memory(self.there) - before, 20 * LARGE / 2 / 1024 / 2)
+        self.assertLess(self.memory(self.there) - before, 12 * LARGE / 2 / 1024 / 2)
 
     def test_a_tree_whose_link_is_cut_is_not_there_at_all(self):
         self.make("many/")

@@ -109,7 +109,7 @@ class Nodes(DaemonTest):
                 pass
         return found
 
-    def assert_held_no_more(self, daemon, before, spare=1):
+    def assert_held_no_more(self, daemon, before, spare=4):
         """Soon no process of the daemon has more than `before`, but for `spare` threads: those of a
         pool stay for the next call."""
         def grown():
