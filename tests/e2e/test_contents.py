@@ -1,53 +1,20 @@
-import hashlib
 import json
 import os
-import random
 import resource
 import signal
 import stat
 import subprocess
 import unittest
 
-from hoqtest import HOQ, HoqTest, environment
+from carried import PIECE, CarriedTest, contents, digest
+from hoqtest import HOQ, environment
 
 COMMANDS = ("put", "get")
-PIECE = 512 * 1024
 SIZES = (0, 1, 4095, PIECE - 1, PIECE, PIECE + 1, 2 * PIECE, 4 * PIECE, 9 * PIECE + 3)
 ODD = [b"a\nb", b"\xff\xfe", b"100%s%n", b" ", b"-R", b"*", b"x" * 255, b"\x01", b"..."]
 
 
-def contents(size, seed=7):
-    return random.Random(seed).randbytes(size)
-
-
-def digest(data):
-    return f"{len(data)} bytes, {hashlib.sha256(data).hexdigest()[:16]}"
-
-
-class ContentsTest(HoqTest):
-    def write(self, name, data):
-        with open(self.path(name), "wb") as file:
-            file.write(data)
-
-    def read(self, name):
-        with open(self.path(name), "rb") as file:
-            return file.read()
-
-    def tree(self, name="."):
-        """Relative names with digests of files, targets of links, None for directories."""
-        top, found = self.path(name), {}
-        for folder, directories, files in os.walk(top):
-            for entry in directories + files:
-                path = os.path.join(folder, entry)
-                relative = os.path.relpath(path, top)
-                if os.path.islink(path):
-                    found[relative] = os.readlink(path)
-                elif os.path.isdir(path):
-                    found[relative] = None
-                else:
-                    found[relative] = os.path.isfile(path) and digest(self.read(path))
-        return found
-
+class ContentsTest(CarriedTest):
     def assert_done(self, result, out=b""):
         self.assertEqual((result.status, result.out, result.err), (0, out, b""))
 

@@ -1,49 +1,17 @@
-import hashlib
 import os
-import random
 import signal
 import subprocess
 import unittest
 
-from hoqtest import HOQ, HoqTest, environment
+from carried import PIECE, CarriedTest, contents, digest
+from hoqtest import HOQ, environment
 
 SHIM = os.environ.get("HOQ_KILL_AT_CALL", "")
 SANITIZED = os.environ.get("HOQ_SANITIZED", "")
 MOMENTS = 20
-PIECE = 512 * 1024
 
 
-def contents(size, seed=7):
-    """Bytes that differ from piece to piece."""
-    return random.Random(seed).randbytes(size)
-
-
-def digest(data):
-    """In place of contents, so that a difference is told in a line."""
-    return f"{len(data)} bytes, {hashlib.sha256(data).hexdigest()[:16]}"
-
-
-class ContentsTest(HoqTest):
-    def write(self, name, data):
-        with open(self.path(name), "wb") as file:
-            file.write(data)
-
-    def read(self, name):
-        with open(self.path(name), "rb") as file:
-            return file.read()
-
-    def tree(self, name):
-        """What is below a directory: digests of files by relative names, None for directories."""
-        top, found = os.path.join(self.dir, name), {}
-        for folder, directories, files in os.walk(top):
-            for entry in directories:
-                found[os.path.relpath(os.path.join(folder, entry), top)] = None
-            for entry in files:
-                path = os.path.join(folder, entry)
-                with open(path, "rb") as file:
-                    found[os.path.relpath(path, top)] = digest(file.read())
-        return found
-
+class ContentsTest(CarriedTest):
     def assert_holds(self, name, *allowed):
         """The file has one of these contents; None: it may be missing."""
         there = self.exists(name) and digest(self.read(name)) or None
@@ -132,7 +100,7 @@ class KilledAtAnyMoment(ContentsTest):
 
     def test_a_tree_that_is_merged_goes_on(self):
         self.make_tree()
-        expected = {**self.tree("s"), "d/kept": digest(b"kept"), "d/e/kept": digest(b"kept")}
+        expected = {**self.tree("s"), b"d/kept": digest(b"kept"), b"d/e/kept": digest(b"kept")}
 
         def prepare():
             self.clear("new")
