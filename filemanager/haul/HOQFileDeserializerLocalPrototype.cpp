@@ -101,9 +101,11 @@ int HOQFileDeserializerLocalPrototype::makeDirectory(bool exists) {
   return made;
 }
 
+/// Without the overwrite bit, since what was there is gone: a file that is there all the same is
+/// another transfer's, and two that wrote into one would leave a mixture.
 int HOQFileDeserializerLocalPrototype::makeFile(HOQChannelEndPtr end) {
-  if (receiver.init(std::move(end), routine, HOQFilerOptions(params()->options)) != 0)
-    return kFailed;
+  const int flags = params()->options.flags & ~HOQFilerOptions::kOverwrite;
+  if (receiver.init(std::move(end), routine, HOQFilerOptions(flags)) != 0) return kFailed;
   madeFile = true;
   fileId = idOfPlace();
   const int failed = receiver.startReceiveData();

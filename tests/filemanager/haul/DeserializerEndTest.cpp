@@ -3,7 +3,12 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 
+#include <unistd.h>
+
+#include <atomic>
+#include <barrier>
 #include <csignal>
+#include <thread>
 
 #include "filemanager/haul/DeserializerFixture.h"
 #include "support/ResourceCount.h"
@@ -22,6 +27,36 @@ class DeserializerEnd : public DeserializerFixture {
     return one;
   }
 };
+
+// Whoever comes second replaces what the first has made, or is refused: they never share a file.
+TEST_F(DeserializerEnd, OfTwoAtOneTimeOneFileIsThereWhole) {
+  const std::string texts[] = {std::string(5000, 'a'), std::string(9000, 'b')};
+  for (int turn = 0; turn < 300; ++turn) {
+    std::barrier together(2);
+    std::atomic<int> whole{0};
+    const auto receive = [&](const std::string& text) {
+      const HOQChannelPtr own = newChannelMemory();
+      const Deserializer one = deserializing(itemAtT(true, kOverwriteBit));
+      together.arrive_and_wait();
+      const bool begins = one->startCopying(own->getDestinationEnd()) == 0;
+      together.arrive_and_wait();
+      if (begins) {
+        send(own, sizeHeader(text.size()));
+        send(own, text);
+        EXPECT_EQ(one->waitCopyingFinish(), 0);
+        ++whole;
+      }
+      EXPECT_EQ(one->finish(), 0);
+    };
+    std::thread other(receive, texts[1]);
+    receive(texts[0]);
+    other.join();
+    ASSERT_GE(whole, 1);
+    const std::string found = read("t");
+    ASSERT_TRUE(found == texts[0] || found == texts[1]) << "turn " << turn << ", both: " << whole;
+    ASSERT_EQ(::unlink((dir / "t").c_str()), 0);
+  }
+}
 
 TEST_F(DeserializerEnd, AWholeFileStays) {
   const ResourceCount before;
