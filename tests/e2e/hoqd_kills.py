@@ -82,18 +82,21 @@ class Receiver(Kills):
                 self.link.close()
                 self.link = self.relay()
 
-    def test_a_worker_that_is_stopped_for_a_while_goes_on(self):
-        process = self.amid("in the middle of a file")
-        worker = self.pid_of_worker(self.there)
-        os.kill(worker, signal.SIGSTOP)
-        self.link.pace(1 << 20, 0)
-        try:
-            self.assertTrue(os.path.getsize(self.path("far/large")) < LARGE)
-            self.assertIsNone(process.poll())
-        finally:
-            os.kill(worker, signal.SIGCONT)
-        self.assertEqual(self.finish(process), (0, ""))
-        self.assertEqual(self.read("far/large"), self.read("large"))
+    def test_what_is_stopped_for_a_while_goes_on(self):
+        for name, pid in (("worker", self.pid_of_worker(self.there)),
+                          ("daemon", self.there.process.pid)):
+            with self.subTest(name):
+                process = self.amid("in the middle of a file")
+                os.kill(pid, signal.SIGSTOP)
+                try:
+                    self.link.pace(1 << 20, 0)
+                    self.assertLess(os.path.getsize(self.path("far/large")), LARGE)
+                    self.assertIsNone(process.poll())
+                finally:
+                    os.kill(pid, signal.SIGCONT)
+                self.assertEqual(self.finish(process), (0, ""))
+                self.assertEqual(self.read("far/large"), self.read("large"))
+                os.remove(self.path("far/large"))
 
     def test_a_worker_that_is_stopped_for_good_is_given_up_by_a_node(self):
         sender = self.serve(("admin", "read change"), limits="idle_seconds = 1", name="sender.toml")
