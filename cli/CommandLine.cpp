@@ -9,47 +9,13 @@
 
 #include <hoq/HOQVersion.h>
 
+#include "GlobalOptions.h"
 #include "Help.h"
 #include "Suggestion.h"
 #include "commands/Command.h"
 
 namespace HOQ::cli {
 namespace {
-
-/// The global options as they were typed.
-struct Globals {
-  Settings settings;
-  std::string progress;
-  std::string color;
-  std::string engine;
-  bool version = false;
-  bool help = false;
-};
-
-std::vector<Option> globalOptions(Globals& globals) {
-  Settings& settings = globals.settings;
-  return {
-      {"-C", "DIR", "where relative paths start, instead of the current directory",
-       &settings.directory},
-      {"--node", "ADDRESS", "the node to work on: host:port or unix:/path (or HOQ_NODE)",
-       &settings.node},
-      {"--ca", "FILE", "what a node's certificate must come from (or HOQ_CA)", &settings.files.authorities},
-      {"--cert", "FILE", "the certificate shown to a node (or HOQ_CERT)", &settings.files.certificate},
-      {"--key", "FILE", "the certificate's key (or HOQ_KEY)", &settings.files.key},
-      {"--json", nullptr, "print JSON, one object on each line", &settings.json},
-      {"-q,--quiet", nullptr, "neither progress nor summaries; errors are still told",
-       &settings.quiet},
-      {"-v,--verbose", nullptr, "end with a line that says what was done", &settings.verbose},
-      {"--progress", "WHEN", "auto (on a terminal, when the work lasts), always or never",
-       &globals.progress},
-      {"--color", "WHEN", "auto (on a terminal), always or never", &globals.color},
-      {"--plugin", "FILE", "the file-manager plugin to load (or HOQ_PLUGIN)", &settings.plugin},
-      {"--engine", "NAME", "how contents are carried on this node: blocks or kernel",
-       &globals.engine},
-      {"--version", nullptr, "print the version", &globals.version},
-      {"--help", nullptr, "print help; after a command, that command's", &globals.help},
-  };
-}
 
 struct Binder {
   CLI::App& app;
@@ -67,17 +33,6 @@ struct Binder {
 
 void addOptions(CLI::App& app, const std::vector<Option>& options) {
   for (const Option& option : options) std::visit(Binder{app, option}, option.target);
-}
-
-void addNames(std::vector<std::string>& names, const std::vector<Option>& options) {
-  for (const Option& option : options) {
-    const std::string all(option.names);
-    for (std::size_t start = 0; start < all.size();) {
-      const std::size_t end = std::min(all.find(',', start), all.size());
-      names.push_back(all.substr(start, end - start));
-      start = end + 1;
-    }
-  }
 }
 
 When parseWhen(const char* option, const std::string& text) {
@@ -170,10 +125,10 @@ class ParsedLine {
   }
 
   [[noreturn]] void failOption(const std::string& word) const {
-    std::vector<std::string> names;
     Globals unused;
-    addNames(names, globalOptions(unused));
-    if (command() != nullptr) addNames(names, command()->options());
+    std::vector<std::string> names = namesOf(globalOptions(unused));
+    if (command() != nullptr)
+      for (std::string& name : namesOf(command()->options())) names.push_back(std::move(name));
     throw CommandError(kExitUsage, "unknown option " + word + suggestion(word, names) + helpHint());
   }
 

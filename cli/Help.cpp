@@ -30,7 +30,7 @@ std::string programHelp(const std::vector<std::unique_ptr<Command>>& commands,
       "Lists, inspects and changes files through the file-manager plugin.\n\n"
       "Usage: hoq [GLOBAL OPTIONS] COMMAND [OPTIONS] ARGUMENTS\n\nCommands:\n";
   for (const auto& command : commands)
-    fmt::format_to(std::back_inserter(out), "  {:<8} {}\n", command->name(), command->help());
+    fmt::format_to(std::back_inserter(out), "  {:<10} {}\n", command->name(), command->help());
   out += "\nGlobal options, before or after the command:\n";
   appendOptions(out, globalOptions);
   out +=

@@ -119,9 +119,17 @@ std::string CallCommand::notes() const {
          "download\n";
 }
 
+std::string CallCommand::choices() const {
+  std::string names;
+  for (const Operation& row : operations())
+    names += (names.empty() ? "" : " ") + std::string(row.name);
+  return names;
+}
+
 std::vector<Option> CallCommand::options() {
   return {{"--rights", "WHICH",
-           "what the caller may do: both, read, change or none (this node only)", &rights_}};
+           "what the caller may do: both, read, change or none (this node only)", &rights_,
+           "both read change none"}};
 }
 
 ExitStatus CallCommand::run(Session& session, const std::vector<std::string>& arguments) {

@@ -14,6 +14,7 @@ class CallCommand : public Command {
   }
   std::string notes() const override;
   std::vector<Option> options() override;
+  std::string choices() const override;
   ExitStatus run(Session& session, const std::vector<std::string>& arguments) override;
 
  private:

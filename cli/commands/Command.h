@@ -17,7 +17,11 @@ struct Option {
   const char* valueName;
   const char* help;
   std::variant<bool*, std::string*, std::vector<std::string>*> target;
+  const char* choices = "";  // the values that it takes, with spaces between; empty: any
 };
+
+/// Each single name of the options: "-l", "--long".
+std::vector<std::string> namesOf(const std::vector<Option>& options);
 
 /// A command of the program. Made for one run.
 class Command {
@@ -31,6 +35,8 @@ class Command {
   /// Text below the options, Examples last. Their lines run as they stand: "  $ hoq ...".
   virtual std::string notes() const = 0;
   virtual std::vector<Option> options() = 0;
+  /// The words that the first argument is one of, with spaces between. Empty: it is a path.
+  virtual std::string choices() const { return ""; }
 
   /// Does the work. Throws CommandError. `arguments` are what was no option.
   virtual ExitStatus run(Session& session, const std::vector<std::string>& arguments) = 0;

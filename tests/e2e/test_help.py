@@ -7,7 +7,7 @@ import unittest
 from hoqtest import BIN, HoqTest, environment
 
 COMMANDS = ["ls", "stat", "rm", "mkdir", "chmod", "chown", "cp", "mv", "ln", "readlink", "put",
-            "get", "call", "cert"]
+            "get", "call", "cert", "completion"]
 
 
 class Help(HoqTest):
