@@ -110,6 +110,8 @@ int NodeSide::ask(const std::string& directory, const Request& request) {
   errors_ = news_->takeErrors();
   if (code == kAccessRefused)
     throw CommandError(kExitRefused, "\"" + directory + "\", access refused");
+  // Nobody knows then which of the request's items have been done.
+  if (code != 0 && node_.lost()) throw CommandError(kExitNoNode, firstError(directory));
   return code;
 }
 

@@ -5,6 +5,7 @@
 #include <random>
 #include <utility>
 
+#include "ExitStatus.h"
 #include "PathText.h"
 #include "contents/Digest.h"
 
@@ -67,6 +68,8 @@ void StagingPlace::discard(Side& side) const {
       side.remove(path, tree);
     } catch (const SideError&) {
       // gone, or not to be removed: see the header
+    } catch (const CommandError&) {
+      // the node is lost, which has been told
     }
   };
   tryToRemove(work_, true);

@@ -92,6 +92,39 @@ class FromHere(Faults):
         until(lambda: os.listdir(self.path("far")) == [b"kept"],
               lambda: os.listdir(self.path("far")))
 
+    def contents_of_many(self):
+        self.make("many/")
+        for number in range(200):
+            self.fill(f"many/{number}", 20_000)
+        return self.contents("many")
+
+    def test_put_and_get_put_nothing_in_place_when_the_link_is_lost(self):
+        self.contents_of_many()
+        self.make("here/")
+        for command, arguments, of in (("put", ["many", f"{self.dir}/far/new"], "client"),
+                                       ("get", [f"{self.dir}/many", "here/new"], "server")):
+            for kind in ("cut", "flip"):
+                with self.subTest(command=command, kind=kind):
+                    self.link.fault(kind, 1_500_000, of)
+                    status, error = self.finish(self.begin(
+                        "--node", self.link.address, command, "-R", *arguments))
+                    self.assertTrue(self.link.struck.is_set())
+                    self.assertEqual((status, error.count("\n")), (3, 1), error)
+                    self.assertIn(f"Lost the connection to node \"{self.link.address}\"", error)
+                    self.assert_nothing_came()
+                    self.assertEqual(self.contents("here"), {})
+
+    def test_a_put_that_lost_its_link_goes_on_where_it_was(self):
+        many = self.contents_of_many()
+        put = ["--node", self.link.address, "put", "-R", "--resume", "many", f"{self.dir}/far/new"]
+        self.link.fault("cut", 1_500_000)
+        self.assertEqual(self.finish(self.begin(*put))[0], 3)
+        self.assertFalse(self.exists("far/new"))
+        self.link.heal()
+        self.assertEqual(self.finish(self.begin(*put)), (0, ""))
+        self.assertEqual(self.contents("far/new"), many)
+        self.assertEqual(sorted(os.listdir(self.path("far"))), [b"kept", b"new"])
+
     def test_a_slow_link_is_no_stuck_one(self):
         data = self.fill("slow", 800_000)
         self.link.pace(16384, 0.04)  # twice the limit for what stands still
