@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <utility>
 #include <variant>
 
@@ -24,9 +25,7 @@ bool startedByFront() {
          type == SOCK_SEQPACKET;
 }
 
-}  // namespace
-
-int main() {
+int work() {
   if (!startedByFront()) {
     std::fprintf(stderr, "hoq-worker: this program is started by hoqd\n");
     return kUsage;
@@ -46,4 +45,11 @@ int main() {
   if (!service.start(*welcome)) return kFailed;
   service.run();
   return 0;
+}
+
+}  // namespace
+
+int main() {
+  // Everything has ended in order but gRPC, whose threads the system ends.
+  std::_Exit(work());
 }

@@ -114,6 +114,17 @@ class FromHere(Faults):
                     self.assert_nothing_came()
                     self.assertEqual(self.contents("here"), {})
 
+    def test_a_worker_whose_links_broke_ends_in_order(self):
+        self.contents_of_many()
+        for _ in range(5):  # with something unsent, most of the time
+            self.link.fault("cut", 1_500_000, "server")
+            self.finish(self.begin("--node", self.link.address, "get", "-R", f"{self.dir}/many",
+                                   "new"))
+        [worker] = self.there.workers()
+        self.configure(("admin", "read"), limits="idle_seconds = 1", name="strict.toml")
+        self.there.reload()
+        self.assertIn("exit status 0", self.there.log.wait(f"worker {worker} for admin ended"))
+
     def test_a_put_that_lost_its_link_goes_on_where_it_was(self):
         many = self.contents_of_many()
         put = ["--node", self.link.address, "put", "-R", "--resume", "many", f"{self.dir}/far/new"]

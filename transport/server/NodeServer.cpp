@@ -1,6 +1,7 @@
 #include "NodeServer.h"
 
 #include <fcntl.h>
+#include <grpc/grpc.h>
 #include <grpcpp/grpcpp.h>
 #include <grpcpp/health_check_service_interface.h>
 #include <unistd.h>
@@ -46,6 +47,13 @@ class GrpcNodeServer final : public NodeServer {
   std::mutex mutex_;  // guards down_
   bool down_ = false;
 };
+
+/// gRPC is never taken down in a process that serves: to join its threads would take up to 10
+/// seconds where one looks after a connection that broke with something unsent.
+void keepGrpc() {
+  static const bool kept = (grpc_init(), true);
+  (void)kept;
+}
 
 int milliseconds(std::chrono::milliseconds time) { return static_cast<int>(time.count()); }
 
@@ -155,6 +163,7 @@ NodeServer::~NodeServer() = default;
 
 std::unique_ptr<NodeServer> NodeServer::create(const NodeServerSettings& settings) {
   if (!settings.client) throw std::invalid_argument("a server without a client");
+  keepGrpc();
   return std::make_unique<GrpcNodeServer>(settings);
 }
 
