@@ -14,7 +14,8 @@ class Faults(Nodes):
     def setUp(self):
         super().setUp()
         self.there = self.serve(("admin", "read change"), ("localhost", "read change"),
-                                limits="idle_seconds = 1", name="strict.toml")
+                                limits="idle_seconds = 1", top='metrics = "127.0.0.1:0"',
+                                name="strict.toml")
         self.data = self.fill("large", LARGE)
         self.make("far/", "far/kept=kept")
         self.link = self.relay()
@@ -156,6 +157,27 @@ class FromHere(Faults):
         self.assertIn(self.link.address, error)
         self.assert_nothing_came()
         self.assert_held_no_more(self.there, before)
+
+
+    def test_a_put_or_get_over_a_stuck_link_is_given_up_by_the_node(self):
+        for command, operation, arguments, of in (
+                ("put", "Upload", ["large", f"{self.dir}/far/new"], "client"),
+                ("get", "Download", [f"{self.dir}/large", "new"], "server")):
+            with self.subTest(command):
+                before = self.holdings(self.there)
+                self.link.fault("stall", 1_000_000, of)
+                process = self.begin("--node", self.link.address, command, *arguments)
+                self.link.await_struck()
+                ended = f'hoqd_calls_total{{client="admin",operation="{operation}",code="-1"}}'
+                until(lambda: ended in self.metrics(self.there), lambda: self.metrics(self.there))
+                self.assertIsNone(process.poll())
+                self.assert_serves()
+                self.link.heal()
+                status, error = self.finish(process)
+                self.assertEqual((status, error.count("\n")), (3, 1), error)
+                self.assertFalse(self.exists("new"))
+                self.assert_nothing_came()
+                self.assert_held_no_more(self.there, before)
 
 
 class FromNodeToNode(Faults):
