@@ -1,12 +1,12 @@
 // The Linux routine's owners and credentials.
 #include <fcntl.h>
-#include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 
+#include <hoq/HOQIdentity.h>
 #include <hoq/HOQUserMLocal.h>
 
 #include "routine/FilterMatch.h"
@@ -29,6 +29,28 @@ int idOf(const std::set<UserId>& table, const char* name, std::uint32_t& id) {
   id = found->id;
   return 0;
 }
+
+/// Names as the routine's tables have them.
+class TableNames : public HOQIdentityNames {
+ public:
+  explicit TableNames(HOQFileRoutineLin& routine) : routine_(routine) {}
+
+  int userId(const std::string& name, std::uint32_t& id) override {
+    Gids ids;
+    if (routine_.convownLin(name.c_str(), nullptr, ids) != 0) return -1;
+    id = ids.uid;
+    return 0;
+  }
+  int groupId(const std::string& name, std::uint32_t& id) override {
+    Gids ids;
+    if (routine_.convownLin(nullptr, name.c_str(), ids) != 0) return -1;
+    id = ids.gid;
+    return 0;
+  }
+
+ private:
+  HOQFileRoutineLin& routine_;
+};
 
 }  // namespace
 
@@ -129,25 +151,8 @@ int HOQFileRoutineLin::freeown(void* owner) {
 }
 
 int HOQFileRoutineLin::setCredentials(const HOQUserCredentials& credentials) {
-  if (credentials.umask >= 0) ::umask(static_cast<mode_t>(credentials.umask));
-
-  std::vector<gid_t> list(credentials.gids.begin(), credentials.gids.end());
-  for (const std::string& name : credentials.groups) {
-    Gids ids;
-    if (convownLin(nullptr, name.c_str(), ids) == 0) list.push_back(ids.gid);
-  }
-  if (!list.empty()) {
-    if (::setgroups(list.size(), list.data()) != 0) return -1;
-    if (::setgid(list.front()) != 0) return -1;
-  }
-
-  Gids ids;
-  ids.uid = credentials.uid;
-  if (ids.uid == kNone && !credentials.name.empty() &&
-      convownLin(credentials.name.c_str(), nullptr, ids) != 0)
-    return -1;
-  if (ids.uid != kNone && ::setuid(ids.uid) != 0) return -1;
-  return 0;
+  TableNames names(*this);
+  return takeIdentity(credentials, names);
 }
 
 }  // namespace HOQ
