@@ -1,37 +1,35 @@
 #include "config/Configuration.h"
 
-#include <pwd.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iterator>
 #include <set>
-#include <system_error>
 
 #include "config/AddressCheck.h"
 #include "config/ClientName.h"
+#include "config/ClientRules.h"
+#include "config/PeerPattern.h"
 #include "config/TableReader.h"
 
 namespace HOQ::agent {
 namespace {
 
-constexpr std::streamsize kMostBytes = 1 << 20;
 constexpr std::size_t kMostListeners = 64;
 constexpr std::size_t kMostClients = 10000;
+constexpr std::size_t kMostPeers = 1000;
+constexpr std::size_t kMostRoots = 64;
 
 /// A data frame of a transfer, 256 KiB, must fit with room around it.
 constexpr std::uint32_t kLeastMessageBytes = 512 << 10;
 constexpr std::uint32_t kMostMessageBytes = 64 << 20;
 constexpr std::uint32_t kDay = 86400;
 
+/// Less than this, and a worker cannot load its libraries.
+constexpr std::uint32_t kLeastMemoryMib = 512;
+
 class Reading {
  public:
   Reading(const toml::table& root, const std::string& file, const Surroundings& surroundings,
           Findings& findings)
-      : root_(root, "", findings), surroundings_(surroundings), findings_(findings) {
+      : root_(root, "", findings), rules_(surroundings), findings_(findings) {
     result_.file = file;
     const std::size_t slash = file.rfind('/');
     folder_ = slash == std::string::npos ? "" : file.substr(0, slash + 1);
@@ -45,6 +43,8 @@ class Reading {
     metrics();
     tls();
     limits();
+    users();
+    for (const toml::table* table : root_.tables("peer")) peer(*table);
     for (const toml::table* table : root_.tables("client")) client(*table);
     root_.finish();
     return std::move(result_);
@@ -121,7 +121,40 @@ class Reading {
     reader.number("message_bytes", kLeastMessageBytes, kMostMessageBytes, limits.messageBytes);
     reader.number("worker_idle_seconds", 1, 365 * kDay, limits.workerIdleSeconds);
     reader.number("drain_seconds", 1, kDay, limits.drainSeconds);
+    reader.number("workers", 1, 10000, limits.workers);
+    reader.number("worker_descriptors", 64, 1 << 20, limits.workerDescriptors);
+    reader.number("worker_memory_mib", kLeastMemoryMib, 1 << 24, limits.workerMemoryMib);
     reader.finish();
+  }
+
+  void users() {
+    const auto front = root_.text("user");
+    const std::string bad = rules_.setFront(front);
+    if (!bad.empty()) root_.complain("user", bad);
+    result_.user = rules_.front();
+    defaultRunAs_ = root_.text("default_run_as");
+    if (!defaultRunAs_ || *defaultRunAs_ == ClientRules::kOwnName) return;
+    const std::string badDefault = rules_.badRunAs(*defaultRunAs_);
+    if (badDefault.empty()) return;
+    root_.complain("default_run_as", badDefault);
+    defaultRunAs_ = ClientRules::kOwnName;  // told once is enough: clients may go by it
+    defaultIsBad_ = true;
+  }
+
+  void peer(const toml::table& table) {
+    TableReader reader(table, "peer.", findings_);
+    PeerEntry entry;
+    if (!reader.has("name")) reader.missing("name");
+    if (!reader.has("address")) reader.missing("address");
+    if (const auto name = reader.text("name")) entry.name = *name;
+    if (const auto address = reader.text("address")) {
+      const std::string bad = badPeerPattern(*address);
+      if (!bad.empty()) reader.complain("address", bad);
+      entry.address = *address;
+    }
+    reader.finish();
+    if (result_.peers.size() == kMostPeers) reader.complain("name", "too many peers");
+    if (result_.peers.size() <= kMostPeers) result_.peers.push_back(std::move(entry));
   }
 
   void client(const toml::table& table) {
@@ -129,12 +162,19 @@ class Reading {
     ClientEntry entry;
     if (!reader.has("name")) reader.missing("name");
     if (const auto name = reader.text("name")) {
-      const std::string bad = badClientName(*name);
+      std::string bad = badClientName(*name);
+      if (bad.empty()) bad = rules_.badUser(uidOfName(*name));
       if (!bad.empty()) reader.complain("name", bad);
       entry.name = *name;
     }
     rights(reader, entry);
     runAs(reader, entry);
+    if (const auto text = reader.text("umask")) {
+      const auto mask = umaskOf(*text);
+      if (!mask) reader.complain("umask", "\"" + *text + "\" is no umask, such as \"027\"");
+      entry.umask = mask.value_or(entry.umask);
+    }
+    roots(reader, entry);
     reader.finish();
     if (result_.clients.size() == kMostClients) reader.complain("name", "too many clients");
     if (result_.clients.size() <= kMostClients) result_.clients.push_back(std::move(entry));
@@ -155,23 +195,50 @@ class Reading {
   }
 
   void runAs(TableReader& reader, ClientEntry& entry) {
-    const auto user = reader.text("run_as");
-    if (!user) return;
+    const auto own = reader.text("run_as");
     if (isUidName(entry.name)) {
-      return reader.complain("run_as", "an entry \"uid:\" takes none");
+      if (own) reader.complain("run_as", "an entry \"uid:\" takes none");
+      return;
     }
-    if (*user != surroundings_.user) {
-      return reader.complain("run_as", "\"" + *user + "\" is not the daemon's own user, \"" +
-                                           surroundings_.user + "\"");
+    const auto& user = own ? own : defaultRunAs_;
+    if (!user) {
+      const std::string bad = rules_.whyNeeded();
+      if (!bad.empty() && !reader.has("run_as")) reader.complain("run_as", bad);
+      return;
     }
-    entry.runAs = *user;
+    if (!own && defaultIsBad_) return;
+    entry.runAs = *user == ClientRules::kOwnName ? entry.name : *user;
+    std::string bad = rules_.badRunAs(entry.runAs);
+    if (bad.empty() && *user == ClientRules::kOwnName) bad = rules_.badOwnName(entry.name);
+    if (!bad.empty()) reader.complain("run_as", bad);
+  }
+
+  void roots(TableReader& reader, ClientEntry& entry) {
+    const bool given = reader.texts("roots", [&](const std::string& text, int line) {
+      std::string bad = badRoot(text);
+      const auto& known = entry.roots;
+      if (bad.empty() && std::find(known.begin(), known.end(), text) != known.end()) {
+        bad = "\"" + text + "\" stands there twice";
+      }
+      if (!bad.empty()) return findings_.complain(line, "client.roots", bad);
+      entry.roots.push_back(text);
+    });
+    if (!given) return;
+    if (entry.roots.size() > kMostRoots) reader.complain("roots", "too many");
+    if (entry.roots.empty() && findings_.none()) {
+      reader.complain("roots", "must name at least one folder; without the key all are open");
+    }
+    const std::string bad = rules_.badRoots();
+    if (!bad.empty()) reader.complain("roots", bad);
   }
 
   TableReader root_;
-  const Surroundings& surroundings_;
+  ClientRules rules_;
   Findings& findings_;
   std::string folder_;
   bool needsTls_ = false;
+  std::optional<std::string> defaultRunAs_;
+  bool defaultIsBad_ = false;
   Configuration result_;
 };
 
@@ -191,11 +258,6 @@ std::string Configuration::complaint(const std::string& key, const std::string& 
   return file + ":" + std::to_string(line) + ": " + key + ": " + reason;
 }
 
-Surroundings currentSurroundings() {
-  const passwd* entry = ::getpwuid(::geteuid());
-  return {entry ? entry->pw_name : std::to_string(::geteuid())};
-}
-
 ReadConfiguration parseConfiguration(const std::string& text, const std::string& file,
                                      const Surroundings& surroundings) {
   Findings findings(file);
@@ -210,20 +272,6 @@ ReadConfiguration parseConfiguration(const std::string& text, const std::string&
   result.configuration.lines = findings.lines();
   result.problems = findings.problems();
   return result;
-}
-
-ReadConfiguration readConfiguration(const std::string& file, const Surroundings& surroundings) {
-  const auto refuse = [&](const std::string& reason) {
-    return ReadConfiguration{{}, {file + ":1: " + reason}};
-  };
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) return refuse("cannot be opened: " + std::generic_category().message(errno));
-  std::string text(static_cast<std::size_t>(kMostBytes) + 1, '\0');
-  stream.read(text.data(), kMostBytes + 1);
-  if (stream.bad()) return refuse("cannot be read: " + std::generic_category().message(errno));
-  if (stream.gcount() > kMostBytes) return refuse("longer than 1 MiB");
-  text.resize(static_cast<std::size_t>(stream.gcount()));
-  return parseConfiguration(text, file, surroundings);
 }
 
 }  // namespace HOQ::agent

@@ -15,6 +15,7 @@ constexpr std::size_t kLongestAddress = 300;
 constexpr std::size_t kLongestName = 1100;
 constexpr std::size_t kEidDigits = 32;
 constexpr std::size_t kLongestWord = 64;
+constexpr std::size_t kLongestProblem = 1400;
 
 // In the order of Message's alternatives: a message's first byte is its row.
 const MessageKind kKinds[] = {
@@ -27,6 +28,13 @@ const MessageKind kKinds[] = {
     {"audit", Sender::Worker, Descriptor::None},
     {"counters", Sender::Worker, Descriptor::None},
     {"log", Sender::Worker, Descriptor::None},
+    {"start worker", Sender::Starter, Descriptor::None},
+    {"kill worker", Sender::Starter, Descriptor::None},
+    {"reread", Sender::Starter, Descriptor::None},
+    {"worker started", Sender::Spawner, Descriptor::Always},
+    {"worker failed", Sender::Spawner, Descriptor::None},
+    {"worker ended", Sender::Spawner, Descriptor::None},
+    {"reading", Sender::Spawner, Descriptor::Sometimes},
 };
 static_assert(std::size(kKinds) == std::variant_size_v<Message>);
 
@@ -177,6 +185,49 @@ template <class Field>
 void fields(Field& field, Log& m) {
   field(m.level, LogLevel::Error);
   field(m.text, kLongestText);
+}
+
+template <class Field>
+void fields(Field& field, StartWorker& m) {
+  field(m.id);
+  field(m.generation);
+  field(m.entry, kLongestName);
+}
+
+template <class Field>
+void fields(Field& field, KillWorker& m) {
+  field(m.id);
+}
+
+template <class Field>
+void fields(Field& field, Reread& m) {
+  field(m.generation);
+}
+
+template <class Field>
+void fields(Field& field, WorkerStarted& m) {
+  field(m.id);
+  field(m.pid);
+  field(m.trouble, kLongestText);
+}
+
+template <class Field>
+void fields(Field& field, WorkerFailed& m) {
+  field(m.id);
+  field(m.text, kLongestText);
+}
+
+template <class Field>
+void fields(Field& field, WorkerEnded& m) {
+  field(m.id);
+  field(m.how, kLongestWord);
+}
+
+template <class Field>
+void fields(Field& field, Reading& m) {
+  field(m.generation);
+  field.list(m.problems, kMostProblems,
+             [&](std::string& problem) { field(problem, kLongestProblem); });
 }
 
 template <std::size_t... I>

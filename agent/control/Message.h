@@ -9,11 +9,11 @@
 
 namespace HOQ::agent {
 
-/// What passes between the front and a worker, over a socket that keeps messages apart. Each is a
-/// byte of its type and its fields; the first two of the front's say whom the worker serves.
+/// What passes between the front and a worker, and between the front and the spawner, over sockets
+/// that keep messages apart. Each is a byte of its type and its fields.
 ///
-/// The front takes nothing a worker says on trust: what it decodes is bounded here, and whatever
-/// does not decode ends the worker.
+/// The front takes nothing that a worker says on trust, nor does the spawner what the front says:
+/// what is decoded is bounded here, and whatever does not decode ends the sender.
 
 /// Raised with every change to the messages: programs of two builds do not serve together.
 constexpr std::uint32_t kControlVersion = 2;
@@ -23,6 +23,7 @@ constexpr std::size_t kLongestText = 4096;
 constexpr std::size_t kLongestPath = 4096;
 constexpr std::uint32_t kMostAuditPaths = 16;
 constexpr std::uint32_t kMostCallKinds = 256;
+constexpr std::uint32_t kMostProblems = 64;
 
 /// The first message to a worker.
 struct Welcome {
@@ -123,11 +124,70 @@ struct Log {
   bool operator==(const Log&) const = default;
 };
 
-using Message =
-    std::variant<Welcome, Connection, Drain, DialAnswer, Ready, Dial, Audit, Counters, Log>;
+/// Asks the spawner for a worker that serves the entry of this name, as the configuration of this
+/// generation has it. Nothing else about the worker is the front's to say.
+struct StartWorker {
+  std::uint64_t id = 0;  // the front's number for it, never used before
+  std::uint32_t generation = 0;
+  std::string entry;  // empty: for the clients that no entry names
 
-/// Who may send a message.
-enum class Sender { Front, Worker };
+  bool operator==(const StartWorker&) const = default;
+};
+
+/// Asks for the end of a worker at once. One that has ended is none to kill.
+struct KillWorker {
+  std::uint64_t id = 0;
+
+  bool operator==(const KillWorker&) const = default;
+};
+
+/// Asks the spawner to read the configuration again.
+struct Reread {
+  std::uint32_t generation = 0;  // that is in force so far
+
+  bool operator==(const Reread&) const = default;
+};
+
+/// Comes with the front's end of the worker's control socket.
+struct WorkerStarted {
+  std::uint64_t id = 0;
+  std::int32_t pid = 0;
+  std::string trouble;  // why it has no rights, whatever its entry says; empty: it has them
+
+  bool operator==(const WorkerStarted&) const = default;
+};
+
+struct WorkerFailed {
+  std::uint64_t id = 0;
+  std::string text;
+
+  bool operator==(const WorkerFailed&) const = default;
+};
+
+/// A worker that was started is there no more.
+struct WorkerEnded {
+  std::uint64_t id = 0;
+  std::string how;  // "exit status 1", "signal 9"
+
+  bool operator==(const WorkerEnded&) const = default;
+};
+
+/// Answers a Reread; comes with a descriptor of the text that was read, unless there are problems.
+/// The workers started from now on may be of this generation or of the one they were of so far.
+struct Reading {
+  std::uint32_t generation = 0;
+  std::vector<std::string> problems;
+
+  bool operator==(const Reading&) const = default;
+};
+
+using Message = std::variant<Welcome, Connection, Drain, DialAnswer, Ready, Dial, Audit, Counters,
+                             Log, StartWorker, KillWorker, Reread, WorkerStarted, WorkerFailed,
+                             WorkerEnded, Reading>;
+
+/// Who may send a message: the front to a worker, a worker, the front to the spawner (as the
+/// starter of workers), the spawner.
+enum class Sender { Front, Worker, Starter, Spawner };
 
 struct MessageKind {
   const char* name;

@@ -1,5 +1,6 @@
 #include "front/Dialler.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -7,6 +8,7 @@
 #include <thread>
 #include <utility>
 
+#include "config/PeerPattern.h"
 #include "tls/Sockets.h"
 
 namespace HOQ::agent {
@@ -26,6 +28,16 @@ Dialler::Dialled failed(const tls::Error& error) {
           tls::UniqueFd()};
 }
 
+/// The connection, unless it leads to somebody who is not meant; then it ends with its descriptor.
+Dialler::Dialled judged(tls::TlsConnection made, const std::vector<std::string>& names) {
+  const auto bears = [&](const std::string& name) { return made.peer.hasName(name); };
+  if (names.empty() || std::any_of(names.begin(), names.end(), bears)) {
+    return {DialOutcome::Connected, "", std::move(made.plain)};
+  }
+  return {DialOutcome::Untrusted, "its certificate bears no name of a [[peer]] with this address",
+          tls::UniqueFd()};
+}
+
 }  // namespace
 
 /// What the threads hold together; it outlives the Dialler where one of them hangs.
@@ -33,6 +45,7 @@ struct Dialler::Shared {
   struct Job {
     tls::Address address;
     tls::TlsContextPtr context;
+    std::vector<std::string> names;  // the certificate must bear one of them, if there are any
     Done done;
   };
 
@@ -50,10 +63,9 @@ struct Dialler::Shared {
                          tls::UniqueFd socket) {
     tls::TlsPump::ConnectOptions options;
     options.expectedNames = {job.address.host()};
-    const auto ready = [shared, done = job.done](tls::Result<tls::TlsConnection> made) {
-      answer(shared, done,
-             made ? Dialled{DialOutcome::Connected, "", std::move(made->plain)}
-                  : failed(made.error()));
+    const auto ready = [shared, names = job.names,
+                        done = job.done](tls::Result<tls::TlsConnection> made) {
+      answer(shared, done, made ? judged(std::move(*made), names) : failed(made.error()));
     };
     shared->pump.connect(std::move(socket), job.context, std::move(options), ready);
   }
@@ -77,8 +89,6 @@ struct Dialler::Shared {
       auto socket = tls::connectTo(job->address, kConnectLimit);
       if (!socket) {
         answer(shared, job->done, failed(socket.error()));
-      } else if (job->address.isUnix()) {
-        answer(shared, job->done, {DialOutcome::Connected, "", std::move(*socket)});
       } else {
         auto connected = std::make_shared<tls::UniqueFd>(std::move(*socket));
         inLoop(shared,
@@ -111,18 +121,27 @@ Dialler::~Dialler() {
   shared_->changed.notify_all();
 }
 
-void Dialler::dial(const std::string& address, tls::TlsContextPtr context, Done done) {
+void Dialler::dial(const std::string& address, tls::TlsContextPtr context,
+                   const std::vector<PeerEntry>& peers, Done done) {
+  const auto refuse = [&](std::string why) {
+    Shared::answer(shared_, std::move(done), refused(std::move(why)));
+  };
   auto parsed = tls::Address::parse(address);
-  if (!parsed) return Shared::answer(shared_, std::move(done), refused(parsed.error().text));
-  if (!parsed->isUnix() && !context) {
-    return Shared::answer(shared_, std::move(done), refused("this node has no certificate"));
+  if (!parsed) return refuse(parsed.error().text);
+  if (parsed->isUnix()) return refuse("this node reaches others over TLS only");
+  if (!context) return refuse("this node has no certificate");
+  std::vector<std::string> names;
+  for (const PeerEntry& peer : peers) {
+    if (fitsPeerPattern(*parsed, peer.address)) names.push_back(peer.name);
   }
+  if (names.empty() && !peers.empty()) return refuse("no [[peer]] of this node has this address");
   std::unique_lock<std::mutex> lock(shared_->mutex);
   if (shared_->jobs.size() >= kMostWaiting) {
     lock.unlock();
-    return Shared::answer(shared_, std::move(done), refused("too many connections are being made"));
+    return refuse("too many connections are being made");
   }
-  shared_->jobs.push_back({std::move(*parsed), std::move(context), std::move(done)});
+  shared_->jobs.push_back(
+      {std::move(*parsed), std::move(context), std::move(names), std::move(done)});
   shared_->changed.notify_one();
 }
 

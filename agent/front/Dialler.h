@@ -3,7 +3,9 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "config/Configuration.h"
 #include "control/Message.h"
 #include "front/EventLoop.h"
 #include "tls/TlsContext.h"
@@ -32,9 +34,12 @@ class Dialler {
   Dialler(const Dialler&) = delete;
   Dialler& operator=(const Dialler&) = delete;
 
-  /// Calls `done` in the loop, later and once, unless this is gone by then. `context` may be empty:
-  /// then only UNIX sockets can be reached. The loop's thread.
-  void dial(const std::string& address, tls::TlsContextPtr context, Done done);
+  /// Calls `done` in the loop, later and once, unless this is gone by then. Where there are `peers`
+  /// the address must fit one of them whose name the certificate bears, too. Empty `context`, or a
+  /// UNIX socket's address, whose other end would take the caller for this process: refused. The
+  /// loop's thread.
+  void dial(const std::string& address, tls::TlsContextPtr context,
+            const std::vector<PeerEntry>& peers, Done done);
 
  private:
   struct Shared;

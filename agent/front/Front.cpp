@@ -46,14 +46,18 @@ std::vector<std::string> metricsAddresses(const Configuration& configuration) {
 
 }  // namespace
 
-Front::Front(std::string file, WorkerStarter& starter, ServiceManager manager)
-    : file_(std::move(file)),
-      starter_(starter),
+Front::Front(tls::UniqueFd spawner, Surroundings surroundings, ServiceManager manager)
+    : surroundings_(std::move(surroundings)),
       manager_(std::move(manager)),
-      workers_(loop_, starter, tally_,
+      spawner_(loop_, std::move(spawner), [this](const std::string& why) { lost(why); }),
+      workers_(loop_, spawner_, tally_,
                {[this](Worker& worker, const Dial& request) { dial(worker, request); },
                 [this](const Worker& worker, const Audit& record) { audit(worker, record); },
-                [this](Worker& worker) { connections_.workerGone(worker); }}),
+                [this](Worker& worker) { connections_.workerGone(worker); },
+                [this] {
+                  if (draining_) loop_.stop();
+                }},
+               {}),
       connections_(loop_, workers_, tally_),
       metricsServer_(loop_, [this] { return metrics(); }),
       listeners_(loop_, [this](tls::UniqueFd socket,
@@ -64,13 +68,14 @@ Front::Front(std::string file, WorkerStarter& starter, ServiceManager manager)
 
 Front::~Front() = default;
 
-std::vector<std::string> Front::start(SettingsPtr settings) {
+std::vector<std::string> Front::start(SettingsPtr settings, Listeners::Opened early) {
   auto pump = tls::TlsPump::start({});
   if (!pump) return {pump.error().text};
   pump_ = std::move(*pump);
   connections_.setPump(pump_.get());
   dialler_ = std::make_unique<Dialler>(loop_, *pump_);
   Opened opened;
+  opened.listeners = std::move(early);
   std::vector<std::string> problems = open(*settings, opened);
   if (problems.empty()) enforce(std::move(settings), std::move(opened));
   return problems;
@@ -88,7 +93,8 @@ std::vector<std::string> Front::open(const Settings& settings, Opened& opened) {
   };
   keep("audit", AuditLog::open(configuration.audit), opened.audit);
   keep("metrics", metricsListeners_.open(metricsAddresses(configuration)), opened.metrics);
-  keep("listen", listeners_.open(configuration.listen), opened.listeners);
+  keep("listen", listeners_.open(configuration.listen, std::move(opened.listeners)),
+       opened.listeners);
   return problems;
 }
 
@@ -103,9 +109,17 @@ void Front::enforce(SettingsPtr settings, Opened opened) {
         metricsListeners_.adopt(std::move(opened.metrics), metricsAddresses(configuration)));
 }
 
-void Front::run() {
+bool Front::run() {
   manager_.ready(status());
   loop_.run();
+  return !failed_;
+}
+
+/// Without the spawner no worker can be started, nor ended: a supervisor starts all anew.
+void Front::lost(const std::string& why) {
+  spdlog::error("the spawner has ended{}{}: the daemon ends", why.empty() ? "" : ": ", why);
+  failed_ = true;
+  loop_.stop();
 }
 
 std::string Front::status() const {
@@ -113,10 +127,8 @@ std::string Front::status() const {
 }
 
 void Front::signalled(int signal) {
-  if (signal == SIGCHLD) {
-    workers_.reap();
-    if (draining_ && workers_.empty()) loop_.stop();
-  } else if (signal == SIGHUP) {
+  if (signal == SIGCHLD) return;  // the spawner's end is seen at its socket
+  if (signal == SIGHUP) {
     if (!draining_) reload();
   } else if (draining_) {
     spdlog::warn("asked to end again: workers are killed");
@@ -126,20 +138,39 @@ void Front::signalled(int signal) {
   }
 }
 
+/// Only the spawner may read the file; both go by what it has read.
 void Front::reload() {
+  reloadAgain_ = reloading_;
+  if (reloading_) return;
+  reloading_ = true;
   manager_.reloading();
-  SettingsOutcome outcome = loadSettings(file_);
+  spawner_.reread([this](SpawnerClient::Reading reading) { reread(std::move(reading)); });
+}
+
+void Front::reread(SpawnerClient::Reading reading) {
+  reloading_ = false;
+  if (draining_) return;
+  const std::string file = settings_->configuration.file;
+  ReadConfiguration read{{}, std::move(reading.problems)};
+  if (read.problems.empty()) read = parseConfiguration(reading.text, file, surroundings_);
+  SettingsOutcome outcome = loadSettings(std::move(read));
+  if (outcome.problems.empty() &&
+      outcome.settings->configuration.user != settings_->configuration.user) {
+    outcome.problems = {outcome.settings->configuration.complaint("user", "takes a restart")};
+  }
   Opened opened;
   if (outcome.problems.empty()) outcome.problems = open(*outcome.settings, opened);
   for (const std::string& problem : outcome.problems) spdlog::error("{}", problem);
   if (outcome.problems.empty()) {
+    spawner_.adopt(reading.generation);
     enforce(std::move(outcome.settings), std::move(opened));
-    spdlog::info("{} is in force", file_);
+    spdlog::info("{} is in force", file);
   } else {
-    spdlog::error("{} is refused: the configuration before it stays in force", file_);
+    spdlog::error("{} is refused: the configuration before it stays in force", file);
   }
   ++tally_.reloads[outcome.problems.empty() ? "taken" : "refused"];
   manager_.ready(status());
+  if (reloadAgain_) reload();
 }
 
 void Front::drain() {
@@ -159,7 +190,7 @@ void Front::dial(Worker& worker, const Dial& request) {
     const char* why = mayAsk ? "too many connections are being made" : "this client has no rights";
     return answerDial(worker, request, {DialOutcome::Refused, why, tls::UniqueFd()});
   }
-  dialler_->dial(request.address, settings_->tls,
+  dialler_->dial(request.address, settings_->tls, settings_->configuration.peers,
                  [this, id = worker.id(), request](Dialler::Dialled dialled) {
                    // The worker may have ended meanwhile; then the connection does, too.
                    if (Worker* asking = workers_.byId(id)) {

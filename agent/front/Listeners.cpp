@@ -21,10 +21,10 @@ bool contains(const std::vector<std::string>& texts, const std::string& text) {
 
 }  // namespace
 
-tls::Result<Listeners::Opened> Listeners::open(const std::vector<std::string>& wanted) const {
-  Opened opened;
+tls::Result<Listeners::Opened> Listeners::open(const std::vector<std::string>& wanted,
+                                               Opened opened) const {
   for (const std::string& text : wanted) {
-    if (open_.count(text)) continue;
+    if (open_.count(text) || opened.count(text)) continue;
     auto address = tls::Address::parse(text);
     if (!address) return address.error();
     auto listeners = tls::listenOn(*address);

@@ -25,8 +25,9 @@ class Listeners {
   Listeners(const Listeners&) = delete;
   Listeners& operator=(const Listeners&) = delete;
 
-  /// Opens those of `wanted` that are not open; nothing is accepted yet.
-  tls::Result<Opened> open(const std::vector<std::string>& wanted) const;
+  /// Opens those of `wanted` that neither are open nor stand in `opened`, and adds them there;
+  /// nothing is accepted yet.
+  tls::Result<Opened> open(const std::vector<std::string>& wanted, Opened opened = {}) const;
 
   /// Accepts from what open() opened, and closes what is not `wanted`. Returns the addresses that
   /// are new, with the ports that the system chose.

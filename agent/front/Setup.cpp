@@ -1,7 +1,9 @@
 #include "front/Setup.h"
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 #include "front/NodeState.h"
 
@@ -30,7 +32,10 @@ void loadTls(Settings& settings, std::vector<std::string>& problems) {
   if (!files) return;
   auto context = tls::TlsContext::load({files->ca, files->cert, files->key, files->revoked});
   if (!context) {
-    const std::string& text = context.error().text;
+    std::string text = context.error().text;
+    if (!settings.configuration.user.empty()) {
+      text += " (it is read as the user \"" + settings.configuration.user + "\")";
+    }
     return problems.push_back(settings.configuration.complaint(keyNamedIn(text, *files), text));
   }
   settings.tls = std::move(*context);
@@ -45,8 +50,7 @@ void loadState(Settings& settings, std::vector<std::string>& problems) {
   settings.nodeEid = *eid;
 }
 
-SettingsOutcome load(const std::string& file, bool withState) {
-  ReadConfiguration read = readConfiguration(file, currentSurroundings());
+SettingsOutcome load(ReadConfiguration read, bool withState) {
   SettingsOutcome outcome{nullptr, std::move(read.problems)};
   if (!outcome.problems.empty()) return outcome;
   auto settings = std::make_shared<Settings>();
@@ -59,9 +63,9 @@ SettingsOutcome load(const std::string& file, bool withState) {
 
 }  // namespace
 
-SettingsOutcome checkSettings(const std::string& file) { return load(file, false); }
+SettingsOutcome checkSettings(ReadConfiguration read) { return load(std::move(read), false); }
 
-SettingsOutcome loadSettings(const std::string& file) { return load(file, true); }
+SettingsOutcome loadSettings(ReadConfiguration read) { return load(std::move(read), true); }
 
 Welcome welcomeFor(const Settings& settings, const ClientEntry* entry) {
   const Limits& limits = settings.configuration.limits;
@@ -70,7 +74,9 @@ Welcome welcomeFor(const Settings& settings, const ClientEntry* entry) {
   welcome.mayRead = entry && entry->mayRead;
   welcome.mayChange = entry && entry->mayChange;
   welcome.nodeEid = settings.nodeEid;
-  welcome.pluginsFolder = settings.configuration.plugins;
+  // Workers are elsewhere than the front was started.
+  const std::string& plugins = settings.configuration.plugins;
+  if (!plugins.empty()) welcome.pluginsFolder = std::filesystem::absolute(plugins).string();
   welcome.requests = limits.requestsPerClient;
   welcome.idleSeconds = limits.idleSeconds;
   welcome.messageBytes = limits.messageBytes;

@@ -25,11 +25,11 @@ struct SettingsOutcome {
   std::vector<std::string> problems;
 };
 
-/// Reads the configuration and the certificates it names.
-SettingsOutcome checkSettings(const std::string& file);
+/// Reads the certificates that a configuration names.
+SettingsOutcome checkSettings(ReadConfiguration read);
 
 /// The same, and the node's state, which is made where it is missing.
-SettingsOutcome loadSettings(const std::string& file);
+SettingsOutcome loadSettings(ReadConfiguration read);
 
 /// What the worker of `entry` is told; null: of the clients that no entry names.
 Welcome welcomeFor(const Settings& settings, const ClientEntry* entry);

@@ -17,24 +17,34 @@ constexpr int kMessagesATurn = 16;
 
 }  // namespace
 
-Worker::Worker(EventLoop& loop, Id id, WorkerStarter::Started started, Welcome welcome,
-               std::optional<ClientEntry> entry, Listener listener)
+Worker::Worker(EventLoop& loop, Id id, Welcome welcome, std::optional<ClientEntry> entry,
+               Listener listener)
     : loop_(loop),
       id_(id),
-      pid_(started.pid),
-      socket_(std::move(started.control), Sender::Worker),
       welcome_(std::move(welcome)),
       entry_(std::move(entry)),
       listener_(std::move(listener)) {
-  loop_.watch(socket_.fd(), EPOLLIN, [this](std::uint32_t events) {
+  (void)send(welcome_);  // the first message always has room
+}
+
+Worker::~Worker() {
+  if (socket_) loop_.forget(socket_->fd());
+}
+
+void Worker::begin(WorkerStarter::Started started) {
+  pid_ = started.pid;
+  socket_.emplace(std::move(started.control), Sender::Worker);
+  loop_.watch(socket_->fd(), EPOLLIN, [this](std::uint32_t events) {
     if (events & EPOLLOUT) flush();
     if ((events & ~static_cast<std::uint32_t>(EPOLLOUT)) == 0) return;
     for (int i = 0; i < kMessagesATurn && receiveOne();) ++i;
   });
-  (void)send(welcome_);  // the first message always has room
+  if (ending) {
+    socket_->finish();
+  } else {
+    flush();
+  }
 }
-
-Worker::~Worker() { loop_.forget(socket_.fd()); }
 
 bool Worker::send(Message message, tls::UniqueFd descriptor) {
   if (waiting_.size() >= kMostWaiting) return false;
@@ -44,16 +54,17 @@ bool Worker::send(Message message, tls::UniqueFd descriptor) {
 }
 
 void Worker::flush() {
+  if (!socket_) return;
   while (!waiting_.empty()) {
     const Waiting& next = waiting_.front();
-    const Outcome outcome = socket_.send(next.message, next.descriptor.get());
+    const Outcome outcome = socket_->send(next.message, next.descriptor.get());
     if (outcome == Outcome::WouldBlock) break;
     // A worker that is gone is found out where its socket is read; what was for it is dropped.
     waiting_.pop_front();
   }
   if (watchesRoom_ == waiting_.empty()) {
     watchesRoom_ = !waiting_.empty();
-    loop_.change(socket_.fd(), watchesRoom_ ? EPOLLIN | EPOLLOUT : EPOLLIN);
+    loop_.change(socket_->fd(), watchesRoom_ ? EPOLLIN | EPOLLOUT : EPOLLIN);
   }
 }
 
@@ -61,7 +72,7 @@ void Worker::flush() {
 bool Worker::receiveOne() {
   const Listener listener = listener_;  // what is told may destroy this
   const std::weak_ptr<bool> alive = alive_;
-  ControlSocket::Received received = socket_.receive();
+  ControlSocket::Received received = socket_->receive();
   if (received.outcome == Outcome::WouldBlock) return false;
   if (received.outcome != Outcome::Done) {
     listener.gone(*this, received.error);
@@ -74,11 +85,11 @@ bool Worker::receiveOne() {
 void Worker::finish() {
   ending = true;
   waiting_.clear();
-  socket_.finish();
+  if (socket_) socket_->finish();
 }
 
 void Worker::hearOut() {
-  while (receiveOne()) {
+  while (socket_ && receiveOne()) {
   }
 }
 

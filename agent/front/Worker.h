@@ -30,15 +30,20 @@ class Worker {
     std::function<void(Worker&, const std::string& why)> gone;
   };
 
-  /// Watches the socket and sends `welcome`. `entry`: none for the clients that no entry names.
-  Worker(EventLoop& loop, Id id, WorkerStarter::Started started, Welcome welcome,
-         std::optional<ClientEntry> entry, Listener listener);
+  /// One that has no process yet: what is sent to it waits, `welcome` before all else. `entry`:
+  /// none for the clients that no entry names.
+  Worker(EventLoop& loop, Id id, Welcome welcome, std::optional<ClientEntry> entry,
+         Listener listener);
   ~Worker();
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
 
+  /// Its process is there: watches the socket, and sends what has waited. Once.
+  void begin(WorkerStarter::Started started);
+  bool hasBegun() const { return socket_.has_value(); }
+
   Id id() const { return id_; }
-  pid_t pid() const { return pid_; }
+  pid_t pid() const { return pid_; }  // 0 before begin()
   const Welcome& welcome() const { return welcome_; }
   const std::optional<ClientEntry>& entry() const { return entry_; }
   const std::string& client() const { return welcome_.client; }
@@ -70,8 +75,8 @@ class Worker {
 
   EventLoop& loop_;
   const Id id_;
-  const pid_t pid_;
-  ControlSocket socket_;
+  pid_t pid_ = 0;
+  std::optional<ControlSocket> socket_;
   const Welcome welcome_;
   const std::optional<ClientEntry> entry_;
   const Listener listener_;

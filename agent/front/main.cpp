@@ -3,15 +3,20 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "config/ConfigurationFile.h"
 #include "front/Front.h"
 #include "front/Logging.h"
+#include "front/Privileges.h"
 #include "front/ServiceManager.h"
 #include "front/Setup.h"
 #include "front/SignalSource.h"
-#include "front/SpawnStarter.h"
+#include "spawner/SpawnerProcess.h"
+#include "spawner/SystemCallFilter.h"
 
 namespace {
 
@@ -33,45 +38,83 @@ void raiseDescriptorLimit() {
   (void)::setrlimit(RLIMIT_NOFILE, &limit);  // then the old one must do
 }
 
-int serve(const std::string& file) {
-  const std::string worker = SpawnStarter::findProgram();
-  if (worker.empty()) {
-    std::fprintf(stderr, "hoqd: hoq-worker is neither beside this program nor in libexec\n");
-    return kFailed;
+int fail(const std::string& why) {
+  std::fprintf(stderr, "hoqd: %s\n", why.c_str());
+  return kFailed;
+}
+
+/// From here on this process is nobody in particular, and meets strangers. `early` is what root
+/// has opened for it. Returns a status where it cannot go on.
+std::optional<int> giveUpRights(const Configuration& configuration, Listeners::Opened& early) {
+  if (!configuration.user.empty()) {
+    std::vector<std::string> problems;
+    early = openAsRoot(configuration, problems);
+    if (const std::string why = makeStateFolder(configuration); !why.empty()) {
+      problems.push_back(configuration.complaint("state", why));
+    }
+    if (!problems.empty()) {
+      (void)complain(problems);
+      return kFailed;
+    }
+    if (const std::string why = dropRoot(configuration); !why.empty()) return fail(why);
   }
-  SettingsOutcome outcome = loadSettings(file);
-  if (!outcome.problems.empty()) return complain(outcome.problems);
+  if (const std::string why = giveUp(SystemCalls::OfFront); !why.empty()) return fail(why);
+  return std::nullopt;
+}
+
+int serve(const std::string& file) {
+  const std::string worker = findWorkerProgram();
+  if (worker.empty()) return fail("hoq-worker is neither beside this program nor in libexec");
+  Surroundings surroundings = currentSurroundings();
+  ReadConfiguration read = readConfiguration(file, surroundings);
+  if (!read.problems.empty()) return complain(read.problems);
+  // First of all, so that it has nothing of what comes after.
+  auto spawner = startSpawner(read.configuration, surroundings, worker);
+  if (!spawner) return fail(spawner.error().text);
   SignalSource::block();
-  setUpLogging();
   raiseDescriptorLimit();
-  SpawnStarter starter(worker);
-  Front front(file, starter, ServiceManager::fromEnvironment());
-  const std::vector<std::string> problems = front.start(outcome.settings);
+  Listeners::Opened early;
+  if (const auto status = giveUpRights(read.configuration, early)) return *status;
+  surroundings.whyNoRoots = nullptr;  // the spawner judges that, who can try
+  SettingsOutcome outcome = loadSettings(std::move(read));
+  if (!outcome.problems.empty()) return complain(outcome.problems);
+  setUpLogging();
+  Front front(std::move(spawner->socket), std::move(surroundings),
+              ServiceManager::fromEnvironment());
+  const std::vector<std::string> problems = front.start(outcome.settings, std::move(early));
   if (!problems.empty()) {
     (void)complain(problems);
     return kFailed;
   }
-  front.run();
+  return front.run() ? 0 : kFailed;
+}
+
+/// As whom the daemon would, since what it can read is part of the question.
+int check(const std::string& file) {
+  ReadConfiguration read = readConfiguration(file, currentSurroundings());
+  if (!read.problems.empty()) return complain(read.problems);
+  if (!read.configuration.user.empty()) {
+    if (const std::string why = dropRoot(read.configuration); !why.empty()) return fail(why);
+  }
+  const SettingsOutcome outcome = checkSettings(std::move(read));
+  if (!outcome.problems.empty()) return complain(outcome.problems);
+  std::printf("%s: good\n", file.c_str());
   return 0;
 }
 
 int run(int argc, char** argv) {
   CLI::App app("Serves this node's files to the clients that its configuration names.", "hoqd");
   std::string file = "/etc/hoq/hoqd.toml";
-  bool check = false;
+  bool onlyCheck = false;
   app.add_option("--config", file, "The configuration")->capture_default_str();
-  app.add_flag("--check-config", check, "Say whether the configuration is good, and end");
+  app.add_flag("--check-config", onlyCheck, "Say whether the configuration is good, and end");
   app.set_version_flag("--version", "hoqd " HOQ_PROGRAM_VERSION);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kUsage;
   }
-  if (!check) return serve(file);
-  const SettingsOutcome outcome = checkSettings(file);
-  if (!outcome.problems.empty()) return complain(outcome.problems);
-  std::printf("%s: good\n", file.c_str());
-  return 0;
+  return onlyCheck ? check(file) : serve(file);
 }
 
 }  // namespace

@@ -1,9 +1,15 @@
 #include "worker/FrontDialer.h"
 
+#include <chrono>
 #include <utility>
+
+#include "tls/Address.h"
+#include "tls/Sockets.h"
 
 namespace HOQ::agent {
 namespace {
+
+constexpr std::chrono::seconds kConnectLimit{10};
 
 transport::NodeFailure failureOf(DialOutcome outcome) {
   switch (outcome) {
@@ -19,9 +25,18 @@ transport::NodeFailure failureOf(DialOutcome outcome) {
   return transport::NodeFailure::kUnreachable;
 }
 
+/// As who we are, since that is how whoever listens there will know us.
+transport::Dialled connectHere(const tls::Address& address) {
+  auto socket = tls::connectTo(address, kConnectLimit);
+  if (!socket) return {-1, transport::NodeFailure::kUnreachable, socket.error().text};
+  return {socket->release(), transport::NodeFailure::kNone, ""};
+}
+
 }  // namespace
 
 transport::Dialled FrontDialer::dial(const std::string& address) {
+  const auto parsed = tls::Address::parse(address);
+  if (parsed && parsed->isUnix()) return connectHere(*parsed);
   ControlClient::Dialled answer = control_.dial(address);
   const bool connected = answer.outcome == DialOutcome::Connected && answer.descriptor;
   if (connected) return {answer.descriptor.release(), transport::NodeFailure::kNone, ""};

@@ -7,7 +7,8 @@
 
 namespace HOQ::agent {
 
-/// Reaches other nodes through the front: this process has no key.
+/// Reaches other nodes through the front, since this process has no key; those on UNIX sockets as
+/// this process's own user.
 class FrontDialer : public transport::Dialer {
  public:
   /// Not owned, outlives this.

@@ -1,5 +1,7 @@
 #include "worker/Plugins.h"
 
+#include <sys/auxv.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <system_error>
@@ -29,9 +31,16 @@ std::vector<std::string> pluginsIn(const fs::path& folder, std::error_code& erro
   return files;
 }
 
+/// The name that this program was executed by; the daemon gives it whole.
+std::string executedFile() {
+  const auto* name = reinterpret_cast<const char*>(::getauxval(AT_EXECFN));
+  return name ? name : "";
+}
+
 std::string defaultFolder() {
   std::error_code error;
-  const fs::path here = fs::read_symlink("/proc/self/exe", error).parent_path();
+  fs::path here = fs::read_symlink("/proc/self/exe", error).parent_path();
+  if (error) here = fs::path(executedFile()).parent_path();  // a confined worker has no /proc
   for (const char* place : kPlaces) {
     if (!pluginsIn(here / place, error).empty()) return (here / place).string();
   }

@@ -1,9 +1,11 @@
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 #include <utility>
 #include <variant>
 
@@ -18,29 +20,43 @@ using namespace HOQ::agent;
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
-bool startedByFront() {
+bool startedByDaemon() {
   int type = 0;
   socklen_t length = sizeof type;
   return ::getsockopt(kControlFd, SOL_SOCKET, SO_TYPE, &type, &length) == 0 &&
          type == SOCK_SEQPACKET;
 }
 
-int work() {
-  if (!startedByFront()) {
+/// What the spawner lets this worker have, whatever the front says: "read", "change",
+/// "read,change", "none".
+void limitRights(const std::string& most, Welcome& welcome) {
+  const auto names = [&](const char* right) { return most.find(right) != std::string::npos; };
+  welcome.mayRead = welcome.mayRead && names("read");
+  welcome.mayChange = welcome.mayChange && names("change");
+}
+
+int work(int argc, char** argv) {
+  if (!startedByDaemon()) {
     std::fprintf(stderr, "hoq-worker: this program is started by hoqd\n");
     return kUsage;
   }
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+  // Other processes of the same user are not to look into this one, or to speak for it.
+  (void)::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
+#endif
   (void)std::signal(SIGPIPE, SIG_IGN);
   (void)std::signal(SIGXFSZ, SIG_IGN);  // a file beyond its limit is an error like others
   (void)::fcntl(kControlFd, F_SETFD, FD_CLOEXEC);
   ControlClient control{HOQ::tls::UniqueFd(kControlFd)};
-  const ControlClient::Received first = control.receive();
+  ControlClient::Received first = control.receive();
   if (first.closed || !first.message) return kFailed;
-  const auto* welcome = std::get_if<Welcome>(&*first.message);
+  auto* welcome = std::get_if<Welcome>(&*first.message);
   if (!welcome || welcome->version != kControlVersion) {
     control.log(LogLevel::Error, "hoqd and hoq-worker are not of the same build");
     return kFailed;
   }
+  if (argc != 3) return kUsage;
+  limitRights(argv[2], *welcome);
   Service service(control);
   if (!service.start(*welcome)) return kFailed;
   service.run();
@@ -49,7 +65,7 @@ int work() {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
   // Everything has ended in order but gRPC, whose threads the system ends.
-  std::_Exit(work());
+  std::_Exit(work(argc, argv));
 }

@@ -3,8 +3,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <fstream>
+#include <map>
+
+#include "config/ConfigurationFile.h"
+#include "support/Isolation.h"
 #include "support/TempDir.h"
 
 namespace HOQ::agent {
@@ -41,10 +47,17 @@ idle_seconds = 4
 message_bytes = 1048576
 worker_idle_seconds = 5
 drain_seconds = 6
+workers = 7
+worker_descriptors = 64
+worker_memory_mib = 1024
+[[peer]]
+name = "backup.example.org"
+address = "10.0.0.*:7850"
 [[client]]
 name = "admin"
 rights = ["read", "change"]
 run_as = "files"
+umask = "027"
 [[client]]
 name = "uid:1000"
 rights = ["read"]
@@ -63,8 +76,10 @@ rights = []
   ASSERT_TRUE(c.tls);
   EXPECT_EQ(*c.tls,
             (TlsFiles{"/etc/ca.pem", "conf/node.pem", "conf/keys/node.key", "conf/revoked.txt"}));
-  EXPECT_EQ(c.limits, (Limits{1, 2, 3, 4, 1048576, 5, 6}));
-  EXPECT_THAT(c.clients, ElementsAre(ClientEntry{"admin", true, true, "files"},
+  EXPECT_EQ(c.limits, (Limits{1, 2, 3, 4, 1048576, 5, 6, 7, 64, 1024}));
+  EXPECT_THAT(c.peers, ElementsAre(PeerEntry{"backup.example.org", "10.0.0.*:7850"}));
+  EXPECT_EQ(c.user, "") << "it stays who it is";
+  EXPECT_THAT(c.clients, ElementsAre(ClientEntry{"admin", true, true, "files", 027},
                                      ClientEntry{"uid:1000", true, false, ""},
                                      ClientEntry{"spiffe://hoq/backup", false, false, ""}));
 }
@@ -78,7 +93,7 @@ TEST(ConfigurationTest, WhatIsLeftOutHasItsDefault) {
   EXPECT_EQ(c.audit, "");
   EXPECT_EQ(c.metrics, "");
   EXPECT_FALSE(c.tls);
-  EXPECT_EQ(c.limits, (Limits{1024, 256, 64, 60, 4194304, 300, 30}));
+  EXPECT_EQ(c.limits, (Limits{1024, 256, 64, 60, 4194304, 300, 30, 64, 4096, 0}));
   EXPECT_THAT(c.clients, IsEmpty());
 }
 
@@ -198,6 +213,42 @@ const Rejected kRejected[] = {
      "5: client.run_as: \"root\" is not the daemon's own user, \"files\""},
     {"A user for a user", kClient + "name = \"uid:0\"\nrights = []\nrun_as = \"files\"\n",
      "5: client.run_as: an entry \"uid:\" takes none"},
+    {"A user to become", kListen + "user = \"hoq\"\n",
+     "2: user: \"hoq\" is not the daemon's own user, \"files\", and only a daemon that is started "
+     "as "
+     "root takes another"},
+    {"Another user for all", kListen + "default_run_as = \"root\"\n",
+     "2: default_run_as: \"root\" is not the daemon's own user, \"files\""},
+    {"Another user by the client's name",
+     kClient + "name = \"a\"\nrights = []\nrun_as = \"@name\"\n",
+     "5: client.run_as: \"a\" is not the daemon's own user, \"files\""},
+    {"Roots", kClient + "name = \"a\"\nrights = []\nroots = [\"/srv\"]\n",
+     "5: client.roots: only a daemon that is started as root can confine requests"},
+    {"A umask in words", kClient + "name = \"a\"\nrights = []\numask = \"u=rwx\"\n",
+     "5: client.umask: \"u=rwx\" is no umask, such as \"027\""},
+    {"A umask that is a number", kClient + "name = \"a\"\nrights = []\numask = 27\n",
+     "5: client.umask: must be a text, not an integer"},
+    {"A umask with other digits", kClient + "name = \"a\"\nrights = []\numask = \"028\"\n",
+     "5: client.umask: \"028\" is no umask, such as \"027\""},
+    {"A umask with bits that are none", kClient + "name = \"a\"\nrights = []\numask = \"7022\"\n",
+     "5: client.umask: \"7022\" is no umask, such as \"027\""},
+    {"A umask that is too short", kClient + "name = \"a\"\nrights = []\numask = \"22\"\n",
+     "5: client.umask: \"22\" is no umask, such as \"027\""},
+    // [[peer]]
+    {"A peer without a name", kListen + "[[peer]]\naddress = \"*\"\n", "2: peer.name: missing"},
+    {"A peer without an address", kListen + "[[peer]]\nname = \"a\"\n", "2: peer.address: missing"},
+    {"A peer on a UNIX socket", kListen + "[[peer]]\nname = \"a\"\naddress = \"unix:/x\"\n",
+     "4: peer.address: UNIX sockets are reached by the users that requests run as, not by the "
+     "daemon"},
+    {"A peer whose port is none", kListen + "[[peer]]\nname = \"a\"\naddress = \"a:b\"\n",
+     "4: peer.address: \"a:b\" is no pattern of addresses, such as \"10.0.0.*:7850\""},
+    // [limits] of workers
+    {"No workers", kListen + "[limits]\nworkers = 0\n",
+     "3: limits.workers: must be from 1 to 10000"},
+    {"Descriptors that no worker gets by with", kListen + "[limits]\nworker_descriptors = 63\n",
+     "3: limits.worker_descriptors: must be from 64 to 1048576"},
+    {"Memory that no worker gets by with", kListen + "[limits]\nworker_memory_mib = 511\n",
+     "3: limits.worker_memory_mib: must be from 512 to 16777216"},
     {"An unknown key of a client", kClient + "name = \"a\"\nrights = []\nright = 1\n",
      "5: client.right: unknown key"},
 };
@@ -208,6 +259,113 @@ TEST(ConfigurationTest, WhatIsNotRightIsRefusedWithFileLineAndKey) {
     EXPECT_THAT(parse(row.text).problems,
                 ElementsAre(std::string("conf/hoqd.toml:") + row.problem));
   }
+}
+
+/// A machine with some accounts, as root's daemon sees it.
+Surroundings ofRoot() {
+  Surroundings surroundings{"root", true};
+  surroundings.uidOf = [](const std::string& user) -> std::optional<uid_t> {
+    const std::map<std::string, uid_t> known = {{"root", 0}, {"toor", 0},  {"hoq", 5}, {"twin", 5},
+                                                {"own", 6},  {"files", 7}, {"a", 8}};
+    const auto found = known.find(user);
+    return found == known.end() ? std::nullopt : std::optional(found->second);
+  };
+  return surroundings;
+}
+
+ReadConfiguration parseAsRoot(const std::string& text) {
+  return parseConfiguration(text, "conf/hoqd.toml", ofRoot());
+}
+
+std::string client(const std::string& name, const std::string& more = "") {
+  return "[[client]]\nname = \"" + name + "\"\nrights = []\n" + more;
+}
+
+TEST(ConfigurationTest, RootsDaemonBecomesItsUserAndItsWorkersTheirs) {
+  const ReadConfiguration read = parseAsRoot(
+      kListen + "user = \"own\"\ndefault_run_as = \"files\"\n" + client("b") +
+      client("c", "run_as = \"a\"\n") + client("a", "run_as = \"@name\"\n") + client("uid:1000") +
+      client("uid:0") + client("d", "run_as = \"root\"\nroots = [\"/srv\", \"/data/files\"]\n"));
+  ASSERT_THAT(read.problems, IsEmpty());
+  EXPECT_EQ(read.configuration.user, "own");
+  std::vector<std::string> users;
+  for (const ClientEntry& entry : read.configuration.clients) users.push_back(entry.runAs);
+  EXPECT_THAT(users, ElementsAre("files", "a", "a", "", "", "root"));
+  EXPECT_THAT(read.configuration.clients.back().roots, ElementsAre("/srv", "/data/files"));
+  EXPECT_EQ(read.configuration.clients.front().umask, mode_t{022});
+}
+
+TEST(ConfigurationTest, RootsDaemonIsHoqUnlessAnotherUserIsNamed) {
+  EXPECT_EQ(parseAsRoot(kListen).configuration.user, "hoq");
+}
+
+TEST(ConfigurationTest, ByDefaultClientsAreWhatTheirNamesSay) {
+  const ReadConfiguration read =
+      parseAsRoot(kListen + "default_run_as = \"@name\"\n" + client("files") + client("a"));
+  ASSERT_THAT(read.problems, IsEmpty());
+  EXPECT_EQ(read.configuration.clients[0].runAs, "files");
+  EXPECT_EQ(read.configuration.clients[1].runAs, "a");
+}
+
+const Rejected kRejectedOfRoot[] = {
+    {"A user that is not there", kListen + "user = \"gone\"\n",
+     "2: user: there is no user \"gone\", whom the daemon is to become: make the account, or name "
+     "another"},
+    {"Root for a user", kListen + "user = \"toor\"\n", "2: user: must not be root"},
+    {"A client that is nobody", kListen + client("a"),
+     "2: client.run_as: missing, and there is no default_run_as: name the user that requests run "
+     "as"},
+    {"A client that is not there", kListen + client("b", "run_as = \"gone\"\n"),
+     "5: client.run_as: there is no user \"gone\""},
+    {"A client whose name is nobody's", kListen + client("b", "run_as = \"@name\"\n"),
+     "5: client.run_as: there is no user \"b\""},
+    {"A client whose name is root's", kListen + client("root", "run_as = \"@name\"\n"),
+     "5: client.run_as: \"@name\" would be root here, who must be named"},
+    {"A client that is the daemon", kListen + client("b", "run_as = \"hoq\"\n"),
+     "5: client.run_as: \"hoq\" is the daemon's own user, which holds its key"},
+    {"A client that is the daemon by another name", kListen + client("b", "run_as = \"twin\"\n"),
+     "5: client.run_as: \"twin\" is the daemon's own user, which holds its key"},
+    {"A peer that is the daemon", kListen + client("uid:5"),
+     "3: client.name: this is \"hoq\", the daemon's own user, which holds its key"},
+    {"A default that is not there", kListen + "default_run_as = \"gone\"\n" + client("b"),
+     "2: default_run_as: there is no user \"gone\""},
+    {"A default that is the daemon", kListen + "default_run_as = \"hoq\"\n" + client("b"),
+     "2: default_run_as: \"hoq\" is the daemon's own user, which holds its key"},
+    {"A user for a user", kListen + client("uid:7", "run_as = \"files\"\n"),
+     "5: client.run_as: an entry \"uid:\" takes none"},
+    {"A root that is relative", kListen + client("uid:7", "roots = [\"srv\"]\n"),
+     "5: client.roots: \"srv\" is not absolute"},
+    {"A root that is all", kListen + client("uid:7", "roots = [\"/\"]\n"),
+     "5: client.roots: \"/\" confines nothing"},
+    {"A root that climbs", kListen + client("uid:7", "roots = [\"/srv/../etc\"]\n"),
+     "5: client.roots: \"/srv/../etc\" must be written without empty parts, \".\" and \"..\""},
+    {"A root with a separator at its end", kListen + client("uid:7", "roots = [\"/srv/\"]\n"),
+     "5: client.roots: \"/srv/\" must be written without empty parts, \".\" and \"..\""},
+    {"A root of processes", kListen + client("uid:7", "roots = [\"/proc/1\"]\n"),
+     "5: client.roots: \"/proc/1\" would show more than files"},
+    {"Roots that are none", kListen + client("uid:7", "roots = []\n"),
+     "5: client.roots: must name at least one folder; without the key all are open"},
+    {"Roots that are a text", kListen + client("uid:7", "roots = \"/srv\"\n"),
+     "5: client.roots: must be an array of texts, not a text"},
+    {"A root twice", kListen + client("uid:7", "roots = [\"/srv\", \"/srv\"]\n"),
+     "5: client.roots: \"/srv\" stands there twice"},
+};
+
+TEST(ConfigurationTest, WhatRootsDaemonMustNotDoIsRefused) {
+  for (const Rejected& row : kRejectedOfRoot) {
+    SCOPED_TRACE(row.name);
+    EXPECT_THAT(parseAsRoot(row.text).problems,
+                ElementsAre(std::string("conf/hoqd.toml:") + row.problem));
+  }
+}
+
+TEST(ConfigurationTest, RootsAreRefusedWhereNobodyCanBeConfined) {
+  Surroundings surroundings = ofRoot();
+  surroundings.whyNoRoots = [] { return std::string("not permitted"); };
+  const std::string text = kListen + client("uid:7", "roots = [\"/srv\"]\n");
+  EXPECT_THAT(parseConfiguration(text, "hoqd.toml", surroundings).problems,
+              ElementsAre("hoqd.toml:5: client.roots: this system lets the daemon make no mount "
+                          "namespaces: not permitted"));
 }
 
 TEST(ConfigurationTest, WhatIsNotTomlIsRefusedWithItsLine) {
@@ -246,6 +404,40 @@ TEST(ConfigurationTest, AFileIsReadAsItsTextIs) {
   const ReadConfiguration read = readConfiguration(dir / "hoqd.toml", kSurroundings);
   EXPECT_THAT(read.problems, IsEmpty());
   EXPECT_EQ(read.configuration.audit, dir / "a");
+}
+
+TEST(ConfigurationTest, WhatRootObeysOnlyRootMayWrite) {
+  HOQ_NEEDS_ROOT("files are given away");
+  const test::TempDir dir;
+  const std::string file = dir / "hoqd.toml";
+  std::ofstream(file) << kListen;
+  const Surroundings root{"root", true};
+  ASSERT_EQ(::chmod(dir.path().c_str(), 0755), 0);
+  ASSERT_EQ(::chmod(file.c_str(), 0644), 0);
+  EXPECT_THAT(readConfiguration(file, root).problems, IsEmpty());
+  const struct {
+    std::string path;
+    mode_t mode;
+    uid_t owner;
+    std::string problem;
+  } rows[] = {
+      {file, 0664, 0, "can be written by others"},
+      {file, 0646, 0, "can be written by others"},
+      {file, 0600, 1, "does not belong to root"},
+      {dir.path(), 0775, 0,
+       "its folder " + dir.path() + " can be written by others, so that it could be replaced"},
+      {dir.path(), 0755, 1,
+       "its folder " + dir.path() + " does not belong to root, so that it could be replaced"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.problem);
+    ASSERT_EQ(::chown(row.path.c_str(), row.owner, 0), 0);
+    ASSERT_EQ(::chmod(row.path.c_str(), row.mode), 0);
+    EXPECT_THAT(readConfiguration(file, root).problems, ElementsAre(file + ":1: " + row.problem));
+    EXPECT_THAT(readConfiguration(file, kSurroundings).problems, IsEmpty());
+    ASSERT_EQ(::chown(row.path.c_str(), 0, 0), 0);
+    ASSERT_EQ(::chmod(row.path.c_str(), row.path == file ? 0644 : 0755), 0);
+  }
 }
 
 TEST(ConfigurationTest, AFileThatCannotBeReadIsRefused) {

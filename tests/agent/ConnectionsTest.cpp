@@ -40,9 +40,11 @@ class ConnectionsTest : public testing::Test {
  protected:
   ConnectionsTest()
       : workers_(loop_, starter_, tally_,
-                 {[](Worker&, const Dial&) {}, [](const Worker&, const Audit&) {}, [](Worker&) {}}),
+                 {[](Worker&, const Dial&) {}, [](const Worker&, const Audit&) {}, [](Worker&) {},
+                  [] {}},
+                 Workers::Times()),
         connections_(loop_, workers_, tally_) {
-    const auto settings = settingsWith({ClientEntry{"admin", true, true, ""}});
+    const auto settings = settingsWith({entryNamed("admin")});
     settings->tls = certificates_.context("node", {{"node"}});
     settings_ = settings;
     connections_.setPump(&pump_);

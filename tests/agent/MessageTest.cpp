@@ -32,6 +32,13 @@ std::vector<Message> oneOfEach() {
             "192.0.2.1:5"},
       Counters{{{"List", 0, 5}, {"Copy", -2147483647 - 1, 1ull << 60}}, 1, 2, 3, 4, 5, 6},
       Log{LogLevel::Warning, "line"},
+      StartWorker{1ull << 50, 2, "admin"},
+      KillWorker{3},
+      Reread{4},
+      WorkerStarted{5, 6, "there is no such user"},
+      WorkerFailed{7, "no memory"},
+      WorkerEnded{8, "signal 9"},
+      Reading{9, {"hoqd.toml:1: listen: missing", ""}},
   };
 }
 
@@ -66,8 +73,10 @@ TEST(MessageTest, NothingMayFollowAMessage) {
 
 TEST(MessageTest, NobodySendsTheOthersMessages) {
   for (const Message& message : oneOfEach()) {
-    const Sender other = kindOf(message).sender == Sender::Front ? Sender::Worker : Sender::Front;
-    EXPECT_THAT(decode(encode(message), other).error, HasSubstr("is not its to send"));
+    for (const Sender sender : {Sender::Front, Sender::Worker, Sender::Starter, Sender::Spawner}) {
+      if (sender == kindOf(message).sender) continue;
+      EXPECT_THAT(decode(encode(message), sender).error, HasSubstr("is not its to send"));
+    }
   }
 }
 
@@ -85,7 +94,7 @@ TEST(MessageTest, WhatIsNoMessageIsRefused) {
     const char* error;
   } cases[] = {
       {"nothing", "", Sender::Worker, "no bytes"},
-      {"an unknown type", bytes({9}), Sender::Worker, "no such message: 9"},
+      {"an unknown type", bytes({16}), Sender::Worker, "no such message: 16"},
       {"the last type", bytes({255}), Sender::Worker, "no such message: 255"},
       {"more than is ever sent", std::string(kLongestMessage + 1, '\4'), Sender::Worker,
        "too long"},
@@ -95,6 +104,11 @@ TEST(MessageTest, WhatIsNoMessageIsRefused) {
        "\"dial answer\" has a value that none has"},
       {"a right that is neither", bytes({0, 1, 0, 0, 0, 0, 0, 0, 0, 2}), Sender::Front,
        "\"welcome\" has a value that none has"},
+      {"an entry's name without an end",
+       bytes({9, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 255, 255, 255, 255}), Sender::Starter,
+       "\"start worker\" has a value that is too long"},
+      {"more problems than are ever told", bytes({15, 0, 0, 0, 0, 65, 0, 0, 0}), Sender::Spawner,
+       "\"reading\" has a value that is too long"},
       {"an absurd number of calls", bytes({7, 255, 255, 255, 255}), Sender::Worker,
        "\"counters\" has a value that is too long"},
       {"more calls than follow", bytes({7, 200, 0, 0, 0, 1}), Sender::Worker,

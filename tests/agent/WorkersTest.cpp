@@ -11,22 +11,25 @@
 namespace HOQ::agent {
 namespace {
 
+using std::chrono::milliseconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const ClientEntry kAdmin{"admin", true, true, ""};
-const ClientEntry kReader{"reader", true, false, ""};
+const ClientEntry kAdmin = entryNamed("admin");
+const ClientEntry kReader = entryNamed("reader", true, false);
 
 class WorkersTest : public testing::Test {
  protected:
-  WorkersTest()
+  explicit WorkersTest(Workers::Times times = {})
       : workers_(loop_, starter_, tally_,
                  {[this](Worker&, const Dial& dial) { dials_.push_back(dial.address); },
                   [this](const Worker&, const Audit& audit) { audits_.push_back(audit.operation); },
                   [this](Worker& worker) {
-                    gone_.push_back(worker.pid());
+                    gone_.push_back(worker.id());
                     loop_.stop();
-                  }}) {}
+                  },
+                  [this] { ++allEnded_; }},
+                 times) {}
 
   /// Lets the loop do what is there to be done.
   void turn() {
@@ -36,7 +39,7 @@ class WorkersTest : public testing::Test {
 
   Worker* find(const ClientEntry* entry) { return workers_.find(*settings_, entry); }
 
-  std::string firstKind(pid_t pid) {
+  std::string firstKind(Worker::Id pid) {
     const ControlSocket::Received received = starter_.end(pid).receive();
     return received.outcome == ControlSocket::Outcome::Done ? kindOf(received.message).name
                                                             : "closed";
@@ -48,7 +51,8 @@ class WorkersTest : public testing::Test {
   Tally tally_;
   std::vector<std::string> dials_;
   std::vector<std::string> audits_;
-  std::vector<pid_t> gone_;
+  std::vector<Worker::Id> gone_;
+  int allEnded_ = 0;
   Workers workers_;
 };
 
@@ -134,11 +138,125 @@ TEST_F(WorkersTest, AWorkerThatEndsBeforeItIsReadyIsNotStartedAgainAtOnce) {
   EXPECT_NE(find(&kAdmin), nullptr) << "a fresh configuration is a fresh chance";
 }
 
-TEST_F(WorkersTest, AWorkerThatCannotBeStartedIsNoWorker) {
+TEST_F(WorkersTest, AWorkerThatCannotBeStartedIsNotTriedAgainAtOnce) {
   starter_.fails = true;
   EXPECT_EQ(find(&kAdmin), nullptr);
+  EXPECT_THAT(gone_, ElementsAre(1));
   starter_.fails = false;
-  EXPECT_NE(find(&kAdmin), nullptr);
+  EXPECT_EQ(find(&kAdmin), nullptr);
+  EXPECT_NE(find(&kReader), nullptr) << "others are not held up";
+  workers_.reconsider(*settings_);
+  EXPECT_NE(find(&kAdmin), nullptr) << "a fresh configuration is a fresh chance";
+}
+
+TEST_F(WorkersTest, WhatIsSentBeforeAProcessIsThereWaitsForIt) {
+  starter_.late = true;
+  Worker* admin = find(&kAdmin);
+  ASSERT_NE(admin, nullptr);
+  EXPECT_EQ(find(&kAdmin), admin);
+  auto [ours, theirs] = ControlSocket::pair();
+  ASSERT_TRUE(admin->send(Connection{}, std::move(theirs)));
+  workers_.attach(*admin, 1);
+  starter_.finishStart(1);
+  EXPECT_EQ(firstKind(1), "welcome");
+  EXPECT_EQ(firstKind(1), "connection");
+}
+
+TEST_F(WorkersTest, AWorkerThatIsEndedBeforeItsProcessIsThereEndsWithIt) {
+  starter_.late = true;
+  Worker* admin = find(&kAdmin);
+  workers_.attach(*admin, 1);
+  workers_.end(admin->id());
+  EXPECT_THAT(gone_, ElementsAre(1));
+  starter_.finishStart(1);
+  EXPECT_EQ(firstKind(1), "closed");
+}
+
+class ImpatientWorkers : public WorkersTest {
+ protected:
+  ImpatientWorkers() : WorkersTest({milliseconds(1), milliseconds(1), milliseconds(1)}) {}
+};
+
+TEST_F(ImpatientWorkers, AWorkerWhoseUserIsMissingServesThoseThatCameAndNoLaterOnes) {
+  starter_.trouble = "there is no user \"admin\"";
+  Worker* admin = find(&kAdmin);
+  ASSERT_NE(admin, nullptr);
+  EXPECT_EQ(find(&kAdmin), admin) << "for a moment";
+  loop_.run();  // until that has passed
+  EXPECT_THAT(gone_, ElementsAre(1));
+  starter_.trouble.clear();
+  EXPECT_NE(find(&kAdmin), admin);
+}
+
+class WorkersWithLittleRoom : public WorkersTest {
+ protected:
+  WorkersWithLittleRoom()
+      : WorkersTest({Workers::Times().end, Workers::Times().hold, milliseconds(1)}) {
+    Limits limits;
+    limits.workers = 2;
+    settings_ = settingsWith({kAdmin, kReader, kOther_, kLast_}, limits);
+  }
+
+  /// Connections are numbered as their workers are.
+  Worker* use(const ClientEntry& entry) {
+    Worker* worker = find(&entry);
+    if (worker) workers_.attach(*worker, worker->id());
+    return worker;
+  }
+
+  const ClientEntry kOther_ = entryNamed("other");
+  const ClientEntry kLast_ = entryNamed("last");
+};
+
+TEST_F(WorkersWithLittleRoom, WhoComesWhenThereIsNoneWaitsForAnothersEndEachInTurn) {
+  for (const ClientEntry& entry : {kAdmin, kReader, kOther_, kLast_}) {
+    ASSERT_NE(use(entry), nullptr);
+  }
+  EXPECT_THAT(starter_.started, ElementsAre("admin", "reader"));
+  EXPECT_EQ(find(&kOther_)->id(), 3u) << "it has its one place in the queue";
+  starter_.ends.erase(1);
+  turn();
+  starter_.ended(1);
+  EXPECT_THAT(starter_.started, ElementsAre("admin", "reader", "other"));
+  starter_.ends.erase(2);
+  turn();
+  starter_.ended(2);
+  EXPECT_THAT(starter_.started, ElementsAre("admin", "reader", "other", "last"));
+}
+
+TEST_F(WorkersWithLittleRoom, WorkersThatNobodyUsesMakeRoomForThoseThatAreWaitedFor) {
+  ASSERT_NE(use(kAdmin), nullptr);
+  ASSERT_NE(use(kReader), nullptr);
+  workers_.detach(1, 1);
+  EXPECT_THAT(gone_, IsEmpty());
+  ASSERT_NE(use(kOther_), nullptr);
+  EXPECT_THAT(gone_, ElementsAre(1));
+  ASSERT_NE(use(kLast_), nullptr);
+  EXPECT_THAT(gone_, ElementsAre(1)) << "the other one is in use";
+  workers_.detach(2, 2);
+  EXPECT_THAT(gone_, ElementsAre(1, 2)) << "until it is not";
+}
+
+TEST_F(WorkersWithLittleRoom, WhoWaitsTooLongIsTurnedAway) {
+  ASSERT_NE(use(kAdmin), nullptr);
+  ASSERT_NE(use(kReader), nullptr);
+  ASSERT_NE(use(kOther_), nullptr);
+  loop_.run();  // until it is told that the worker is gone
+  EXPECT_THAT(gone_, ElementsAre(3));
+  EXPECT_THAT(starter_.started, ElementsAre("admin", "reader"));
+  EXPECT_EQ(workers_.size(), 2u);
+}
+
+TEST_F(WorkersWithLittleRoom, WhoWaitsWhenTheDaemonEndsIsTurnedAway) {
+  ASSERT_NE(use(kAdmin), nullptr);
+  ASSERT_NE(use(kReader), nullptr);
+  ASSERT_NE(use(kOther_), nullptr);
+  workers_.drain(std::chrono::seconds(9));
+  EXPECT_THAT(gone_, ElementsAre(3));
+  starter_.ended(1);
+  starter_.ended(2);
+  EXPECT_EQ(allEnded_, 1);
+  EXPECT_THAT(starter_.started, ElementsAre("admin", "reader"));
 }
 
 TEST_F(WorkersTest, AnIdleWorkerIsEnded) {
@@ -159,13 +277,13 @@ TEST_F(WorkersTest, AnIdleWorkerIsEnded) {
 }
 
 TEST_F(WorkersTest, AReloadEndsTheWorkersWhoseEntriesChangedAndNoOthers) {
-  const ClientEntry backup{"backup", true, true, ""};
+  const ClientEntry backup = entryNamed("backup");
   settings_ = settingsWith({kAdmin, kReader, backup});
   workers_.attach(*find(&kAdmin), 1);
   workers_.attach(*find(&kReader), 2);
   workers_.attach(*find(&backup), 3);
   workers_.attach(*find(nullptr), 4);
-  const ClientEntry less{"reader", false, false, ""};
+  const ClientEntry less = entryNamed("reader", false, false);
   workers_.reconsider(*settingsWith({kAdmin, less}));
   EXPECT_THAT(gone_, ElementsAre(2, 3));
   EXPECT_EQ(firstKind(2), "welcome");
@@ -184,8 +302,7 @@ TEST_F(WorkersTest, AWorkerThatWasEndedIsHeardOut) {
     starter_.end(1).send(Audit{"Remove", "", "", {}, 0, "", 0, "", 0, 0, ""});
   starter_.end(1).send(Counters{{}, 0, 5, 0, 0, 0, 0});
   starter_.ends.erase(1);
-  starter_.reapable = {1};
-  workers_.reap();
+  starter_.ended(1);
   EXPECT_EQ(audits_.size(), 50u);
   EXPECT_EQ(tally_.pastWorkers.at("admin").bytesIn, 5u);
 }
@@ -213,17 +330,17 @@ TEST_F(WorkersTest, DrainingTellsEveryWorkerAndEndsWithTheLastProcess) {
   ASSERT_NE(find(&kAdmin), nullptr);
   ASSERT_NE(find(&kReader), nullptr);
   workers_.drain(std::chrono::seconds(9));
-  for (const pid_t pid : {1, 2}) {
+  for (const Worker::Id pid : {1, 2}) {
     EXPECT_EQ(firstKind(pid), "welcome");
     const ControlSocket::Received received = starter_.end(pid).receive();
     EXPECT_EQ(std::get<Drain>(received.message).seconds, 9u);
   }
-  starter_.reapable = {1};
-  workers_.reap();
+  starter_.ended(1);
   EXPECT_FALSE(workers_.empty());
-  starter_.reapable = {2};
-  workers_.reap();
+  EXPECT_EQ(allEnded_, 0);
+  starter_.ended(2);
   EXPECT_TRUE(workers_.empty());
+  EXPECT_EQ(allEnded_, 1);
 }
 
 TEST_F(WorkersTest, WhatEndedWorkersCountedIsNotLost) {

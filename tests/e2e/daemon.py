@@ -5,6 +5,7 @@ Nothing here sleeps: whoever waits, waits for a line, a byte or an end, for at m
 
 import importlib
 import os
+import pwd
 import re
 import signal
 import socket
@@ -21,6 +22,8 @@ from certificates import Authority
 from hoqtest import BIN, HoqTest, environment
 
 DEADLINE = 60
+IS_ROOT = os.geteuid() == 0
+FRONT = "games"  # the account that a front started as root becomes here; every Debian has it
 HOQD = os.path.join(BIN, "hoqd")
 API = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "api")
 
@@ -73,11 +76,24 @@ class Lines:
         return "\n".join(self.all)
 
 
+def children(pid):
+    done = subprocess.run(["pgrep", "-P", str(pid)], capture_output=True, timeout=DEADLINE)
+    return [int(line) for line in done.stdout.split()]
+
+
+def give_to_front(path):
+    """The front reads its key, and writes its audit, as its own user."""
+    if IS_ROOT:
+        account = pwd.getpwnam(FRONT)
+        os.chown(path, account.pw_uid, account.pw_gid)
+
+
 class Daemon:
     """A hoqd that runs until stop()."""
 
-    def __init__(self, config, env=None):
-        self.process = subprocess.Popen([HOQD, "--config", config], stdin=subprocess.DEVNULL,
+    def __init__(self, config, env=None, command=None):
+        self.process = subprocess.Popen(command or [HOQD, "--config", config],
+                                        stdin=subprocess.DEVNULL,
                                         stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                         env=env or environment())
         self.out = Lines(self.process.stdout)
@@ -101,11 +117,12 @@ class Daemon:
         self.signal(signal.SIGHUP)
         self.log.wait(outcome, count + 1)
 
+    def spawner(self):
+        return children(self.process.pid)[0]
+
     def workers(self):
         """The worker processes that are there, by their pids."""
-        done = subprocess.run(["pgrep", "-P", str(self.process.pid)], capture_output=True,
-                              timeout=DEADLINE)
-        return [int(line) for line in done.stdout.split()]
+        return children(self.spawner())
 
     def wait(self):
         return self.process.wait(timeout=DEADLINE)
@@ -192,6 +209,7 @@ class DaemonTest(HoqTest):
         super().setUpClass()
         cls._shared = tempfile.TemporaryDirectory()
         cls.addClassCleanup(cls._shared.cleanup)
+        os.chmod(cls._shared.name, 0o755)
         cls.authority = Authority(os.path.join(cls._shared.name, "authority"))
         cls.node = cls.authority.issue("node", "DNS:localhost,IP:127.0.0.1")
         cls.certificates = {}
@@ -203,21 +221,36 @@ class DaemonTest(HoqTest):
 
     def configure(self, *clients, listen='["127.0.0.1:0"]', top="", limits="", revoked="",
                   node=None, name="hoqd.toml"):
-        """Writes the configuration; `clients` are (name, rights) in order."""
+        """Writes the configuration; `clients` are (name, rights[, more keys]) in order."""
         node = node or self.node
         text = f'listen = {listen}\nstate = "{name}.state"\n{top}\n'
+        if IS_ROOT:
+            text += f'user = "{FRONT}"\n' if "user =" not in top else ""
+            text += 'default_run_as = "root"\n' if "default_run_as" not in top else ""
+            give_to_front(node.key)
+        if audit := re.search(r'audit = "([^/"]+)"', top):
+            with open(self.path(audit.group(1)), "ab"):
+                give_to_front(self.path(audit.group(1)))
         text += (f'[tls]\nca = "{self.authority.pem}"\ncert = "{node.pem}"\n'
                  f'key = "{node.key}"\n')
         if revoked:
             text += f'revoked = "{revoked}"\n'
         text += f"[limits]\n{limits}\n"
-        for client, rights in clients:
+        for client, rights, *more in clients:
             quoted = ", ".join(f'"{right}"' for right in rights.split())
             text += f'[[client]]\nname = "{client}"\nrights = [{quoted}]\n'
+            text += "".join(f"{line}\n" for line in more)
         file = os.path.join(self.dir, name)
         with open(file, "w", encoding="utf-8") as stream:
             stream.write(text)
         return file
+
+    def front_folder(self):
+        """A folder of the front's user, who can remove names from it."""
+        folder = os.path.join(self.dir, "front")
+        os.makedirs(folder, exist_ok=True)
+        give_to_front(folder)
+        return folder
 
     def start(self, config, env=None):
         daemon = Daemon(config, env)

@@ -44,7 +44,7 @@ class Config(DaemonTest):
             ('revoked = "none"', "tls.revoked", "none"),
             ('connections = "many"', "limits.connections", "must be an integer, not a text"),
             ('rights = ["write"]', "client.rights", "no right"),
-            ('run_as = "nobody-here"', "client.run_as", "not the daemon's own user"),
+            ('run_as = "nobody-here"', "client.run_as", "\"nobody-here\""),
         ]
         os.chmod(self.path("text"), 0o600)
         for line, key, reason in cases:

@@ -1,8 +1,10 @@
+import json
 import os
 import socket
+import subprocess
 
 from certificates import Authority
-from daemon import DaemonTest, filer_pb2, main
+from daemon import DEADLINE, DaemonTest, filer_pb2, main
 
 
 class Dial(DaemonTest):
@@ -65,7 +67,6 @@ class Dial(DaemonTest):
             (wrong_name.address(), "untrusted"),
             (stranger.address(), "untrusted"),
             (f"127.0.0.1:{nobody}", "unreachable"),
-            (f"unix:{self.dir}/none", "unreachable"),
         ]
         for number, (address, outcome) in enumerate(cases, 1):
             with self.subTest(address=address):
@@ -74,7 +75,55 @@ class Dial(DaemonTest):
                 first.log.wait(f"{outcome} to {address} for admin: .+")
         metrics = self.metrics(first)
         self.assertEqual(metrics['hoqd_dials_total{outcome="untrusted"}'], 2)
-        self.assertEqual(metrics['hoqd_dials_total{outcome="unreachable"}'], 2)
+        self.assertEqual(metrics['hoqd_dials_total{outcome="unreachable"}'], 1)
+
+    def test_only_nodes_that_are_peers_are_dialled(self):
+        certificate = self.authority.issue("second", "DNS:localhost,DNS:second,IP:127.0.0.1")
+        second = self.serve(("localhost", "read change"), name="second.toml", node=certificate)
+        port = second.port()
+        cases = [
+            ("second", "127.0.0.1:*", "connected"),
+            ("SECOND", f"*:{port}", "connected"),
+            ("third", "127.0.0.1:*", "untrusted"),
+            ("second", "127.0.0.2:*", "refused"),
+            ("second", "127.0.0.1:1", "refused"),
+        ]
+        for number, (name, address, outcome) in enumerate(cases):
+            with self.subTest(name=name, address=address):
+                self.make(f"copy{number}/")
+                first = self.serve(("admin", "read change"), name="first.toml",
+                                   top=self.peer(name, address))
+                code, errors = self.copy(self.client(first, "admin"), second.address(),
+                                         destination=f"copy{number}")
+                self.assertEqual((code, errors) == (0, []), outcome == "connected", errors)
+                first.log.wait(f"{outcome} to {second.address()} for admin")
+                first.stop()
+
+    @staticmethod
+    def peer(name, address):
+        return f'peer = [{{name = "{name}", address = "{address}"}}]'
+
+    def test_a_node_on_a_unix_socket_knows_the_user_that_the_request_runs_as(self):
+        self.make("copy/")
+        path = os.path.join(self.dir, "s")
+        second = self.serve((f"uid:{os.geteuid()}", "read change"), listen=f'["unix:{path}"]',
+                            top='audit = "audit.2"', name="second.toml")
+        first = self.serve(("admin", "read change"), name="first.toml")
+        self.assertEqual(self.copy(self.client(first, "admin"), f"unix:{path}"), (0, []))
+        second.log.wait(f"uid:{os.geteuid()} is uid:{os.geteuid()}")
+        code, errors = self.copy(self.client(first, "admin"), f"unix:{self.dir}/none")
+        self.assertEqual(len(errors), 1, (code, errors))
+
+    def test_both_nodes_write_who_asked(self):
+        first, second = self.two_nodes(("localhost", "read change"))
+        self.make("copy/")
+        self.assertEqual(self.copy(self.client(first, "admin"), second.address()), (0, []))
+        for name, client, asked_by in (("audit.1", "admin", None), ("audit.2", "localhost", "admin")):
+            script = f'head -n 1 <(tail -n +1 -F {name} 2>/dev/null)'
+            done = subprocess.run(["bash", "-c", script], cwd=self.dir, check=True,
+                                  timeout=DEADLINE, capture_output=True)
+            line = json.loads(done.stdout)
+            self.assertEqual((line["client"], line.get("askedBy")), (client, asked_by))
 
     def test_a_node_copies_to_itself(self):
         daemon = self.serve(("admin", "read change"), ("localhost", "read change"))

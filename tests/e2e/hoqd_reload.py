@@ -101,7 +101,7 @@ class Reload(DaemonTest):
         daemon = self.serve(("admin", "read"))
         admin = self.client(daemon, "admin")
         self.assertEqual(admin.info().client, b"admin")
-        path = os.path.join(self.dir, "s")
+        path = os.path.join(self.front_folder(), "s")
         self.configure(("admin", "read"), listen=f'["unix:{path}"]')
         daemon.reload()
         self.assertEqual(daemon.address(2), "unix:" + path)
@@ -114,14 +114,15 @@ class Reload(DaemonTest):
         self.assertFalse(os.path.exists(path))
 
     def test_the_audit_is_opened_again(self):
-        daemon = self.serve(("admin", "read change"), top='audit = "audit"')
+        audit = os.path.join(self.front_folder(), "audit")
+        daemon = self.serve(("admin", "read change"), top='audit = "front/audit"')
         admin = self.client(daemon, "admin")
         self.assertEqual(admin.mkdir(os.path.join(self.dir, "one"))[0], 0)
-        self.await_line("audit", "one")
-        os.rename(self.path("audit"), self.path("audit.1"))
+        self.await_line(audit, "one")
+        os.rename(audit, self.path("audit.1"))
         daemon.reload()
         self.assertEqual(admin.mkdir(os.path.join(self.dir, "two"))[0], 0)
-        self.await_line("audit", "two")
+        self.await_line(audit, "two")
         with open(self.path("audit.1"), encoding="utf-8") as stream:
             self.assertNotIn("two", stream.read())
 

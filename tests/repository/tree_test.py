@@ -37,6 +37,10 @@ PATH_CALL = re.compile(
 
 # Files outside filemanager/routine that call the system on paths, and why they may.
 MAY_CALL_ON_PATHS = {
+    "agent/config/ConfigurationFile.cpp": "the daemon's own file, and who could write it",
+    "agent/front/Privileges.cpp": "the daemon's own folders, before it gives root up",
+    "agent/spawner/Confinement.cpp": "what a confined worker sees, before it serves anybody",
+    "agent/spawner/WorkerBirth.cpp": "opens /dev/null, goes to /",
     "cli/ProgramFolder.cpp": "where this program lies, and what lies beside it",
     "cli/contents/LocalSide.cpp": "the client's own files, which put and get carry",
     "cli/output/Output.cpp": "opens /dev/null",
@@ -57,6 +61,7 @@ NAMED_AFTER_A_SUBJECT = {
     "framework/include/hoq/HOQErrorMessage.h",
     "framework/include/hoq/HOQExport.h",
     "framework/include/hoq/HOQFunctionalFactory.h",
+    "framework/include/hoq/HOQIdentity.h",
     "framework/include/hoq/HOQNodeIdentity.h",
     "framework/include/hoq/HOQResultCodes.h",
     "framework/include/hoq/HOQVersion.h",

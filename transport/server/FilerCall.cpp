@@ -1,9 +1,12 @@
 #include "server/FilerCall.h"
 
 #include <hoq/HOQErrorMessage.h>
+#include <hoq/HOQIdentity.h>
 #include <hoq/HOQLibFunctionality.h>
 #include <hoq/HOQNodeIdentity.h>
 #include <hoq/HOQRequestModificator.h>
+#include <hoq/HOQResultCodes.h>
+#include <unistd.h>
 
 #include <exception>
 #include <utility>
@@ -14,6 +17,15 @@
 namespace HOQ::transport {
 
 namespace wire = hoq::v1;
+namespace {
+
+/// The process has one identity, and a client may name no other one, unless it is root's: that
+/// could take any. A request in the client's own process is another matter.
+bool mayClaim(const HOQUserCredentials& credentials) {
+  return ::geteuid() == 0 || isOwnIdentity(credentials);
+}
+
+}  // namespace
 
 FilerCall::FilerCall(std::shared_ptr<Ledger> ledger, Pool& pool, CallRecord record)
     : ledger_(std::move(ledger)), pool_(pool), record_(std::move(record)) {
@@ -76,15 +88,20 @@ void FilerCall::run(const wire::RequestContext& context, const Body& body) {
 
 wire::FilerEvent::Result FilerCall::perform(const wire::RequestContext& context, const Body& body) {
   wire::FilerEvent::Result result;
+  record_.askedBy = context.asked_by();
+  record_.cwd = context.cwd();
+  const HOQUserCredentials credentials = fromWire(context.credentials());
+  if (!mayClaim(credentials)) {
+    result.set_code(kAccessRefused);
+    return result;
+  }
   const auto filer = HOQFunctionality<HOQLibFunctionality>::kit().getFilerMultiplexer().createLocal(
       "", localAccess());
   if (!filer) throw std::runtime_error("no file manager is registered");
   const boost::intrusive_ptr<EventHandler> handler(new EventHandler(*this));
   HOQRequestModificator::of(*filer).sync(handler, "");
   filer->setCwd(context.cwd());
-  if (context.has_credentials()) filer->setCred(fromWire(context.credentials()));
-  record_.askedBy = context.asked_by();
-  record_.cwd = context.cwd();
+  if (context.has_credentials()) filer->setCred(credentials);
   clearErrorMessage();
   result = body(*filer, *this);
   result.set_error_text(getErrorMessage());

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "spawner/Launcher.h"
+
+namespace HOQ::agent {
+
+/// Makes workers by fork(2) and execve(2). Between the two the child takes its place: its process
+/// group, descriptors, limits, namespace, identity, and what it gives up.
+class ForkLauncher : public Launcher {
+ public:
+  /// `program` is hoq-worker's file, absolute; `folders` are those that it needs to run, its
+  /// plugins' included.
+  ForkLauncher(std::string program, std::vector<std::string> folders)
+      : program_(std::move(program)), folders_(std::move(folders)) {}
+
+  tls::Result<pid_t> launch(const WorkerPlan& plan, int control) override;
+
+  /// Ends its process group, too.
+  void kill(pid_t pid) override;
+
+  /// Ends what workers have left behind, too: whatever outlives them comes to this process.
+  void reap(const std::function<void(pid_t, const std::string&)>& ended) override;
+
+ private:
+  void endStrays();
+
+  const std::string program_;
+  const std::vector<std::string> folders_;
+  std::set<pid_t> children_;
+};
+
+}  // namespace HOQ::agent
