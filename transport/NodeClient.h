@@ -52,6 +52,7 @@ struct NodeInfo {
   std::string client;  // our name there
   bool mayRead = false;
   bool mayChange = false;
+  std::string user;  // whom our requests run as there; empty: it does not say
   std::chrono::system_clock::time_point clock;  // the node's, when it answered
   std::chrono::nanoseconds roundTrip{0};        // of this question and its answer
 };

@@ -37,6 +37,8 @@ void appendPairs(Output& out, const std::string& address, const transport::NodeI
   appendJson(out.buffer(), info.version);
   out.append(",\"eid\":\"" + toText(info.eid) + "\",\"client\":");
   appendJson(out.buffer(), info.client);
+  out.append(",\"user\":");
+  appendJson(out.buffer(), info.user);
   fmt::format_to(std::back_inserter(out.buffer()),
                  ",\"rights\":[{}{}{}],\"clock\":\"{}\",\"roundTripMs\":{:.3f}}}\n",
                  info.mayRead ? "\"read\"" : "", info.mayRead && info.mayChange ? "," : "",
@@ -44,19 +46,24 @@ void appendPairs(Output& out, const std::string& address, const transport::NodeI
                  milliseconds(info.roundTrip));
 }
 
-void appendLines(Output& out, const std::string& address, const transport::NodeInfo& info) {
-  fmt::format_to(std::back_inserter(out.buffer()),
+void appendLines(Output& out, const std::string& address, const transport::NodeInfo& info,
+                 bool verbose) {
+  auto end = std::back_inserter(out.buffer());
+  fmt::format_to(end,
                  "node        {}\nversion     {}\nidentity    {}\nknown as    {}\n"
-                 "rights      {}\nclock       {}\nround trip  {:.3f} ms\n",
-                 address, info.version, toText(info.eid), info.client, rightsText(info),
-                 clockText(info.clock), milliseconds(info.roundTrip));
+                 "rights      {}\n",
+                 address, info.version, toText(info.eid), info.client, rightsText(info));
+  if (verbose && !info.user.empty()) fmt::format_to(end, "runs as     {}\n", info.user);
+  fmt::format_to(end, "clock       {}\nround trip  {:.3f} ms\n", clockText(info.clock),
+                 milliseconds(info.roundTrip));
 }
 
 }  // namespace
 
 std::string PingCommand::notes() const {
   return "The node is named by --node (or HOQ_NODE). \"known as\" is the name by which the node's\n"
-         "configuration knows our certificate, or our user on a UNIX socket.\n"
+         "configuration knows our certificate, or our user on a UNIX socket. With -v there is\n"
+         "\"runs as\", too: the user there whose rights our requests have.\n"
          "\nExamples:\n"
          "  hoq --node files.example:7850 --ca ca.pem --cert me.pem --key me.key ping\n"
          "  hoq --node unix:/run/hoq/hoqd.sock ping\n";
@@ -78,7 +85,7 @@ ExitStatus PingCommand::run(Session& session, const std::vector<std::string>& ar
   if (session.settings().json)
     appendPairs(session.output(), address, info);
   else
-    appendLines(session.output(), address, info);
+    appendLines(session.output(), address, info, session.settings().verbose);
   return info.mayRead || info.mayChange ? kExitDone : kExitRefused;
 }
 

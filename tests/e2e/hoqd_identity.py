@@ -89,6 +89,15 @@ class WhoIsWho(IdentityTest):
             self.assertEqual(self.client(daemon, name).mkdir(made)[0], 0)
             self.assertEqual(os.stat(made).st_uid, uid(name))
 
+    def test_ping_tells_the_user_to_those_who_ask_closely(self):
+        daemon = self.serve(*self.entries())
+        for name, user in (("me", ME), ("other", OTHER), ("stranger", "nobody")):
+            told = self.on(daemon, name, "ping", "-v").out.decode()
+            self.assertIn(f"\nruns as     {user}\n", told)
+            self.assertNotIn("runs as", self.on(daemon, name, "ping").out.decode())
+            found = json.loads(self.on(daemon, name, "ping", "--json").out)
+            self.assertEqual(found["user"], user)
+
     def test_each_process_has_only_what_it_needs(self):
         daemon = self.serve(*self.entries(), ("boss", "read change", 'run_as = "root"'))
         for name in ("me", "stranger", "boss"):

@@ -40,6 +40,7 @@ NodeOutcome Link::info(NodeInfo& info) {
   found.client = reply.client();
   found.mayRead = reply.may_read();
   found.mayChange = reply.may_change();
+  found.user = reply.user();
   found.clock = std::chrono::system_clock::time_point(
       std::chrono::duration_cast<std::chrono::system_clock::duration>(
           std::chrono::nanoseconds(reply.clock_nanoseconds())));

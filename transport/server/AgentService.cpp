@@ -1,6 +1,8 @@
+#include <hoq/HOQIdentity.h>
 #include <hoq/HOQNodeIdentity.h>
 #include <hoq/HOQVersion.h>
 #include <hoq/v1/agent.grpc.pb.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <string>
@@ -21,6 +23,13 @@ std::string bytesOf(const HOQEID& eid) {
   return bytes;
 }
 
+/// Stays what it is as long as this process serves.
+std::string ownUser() {
+  HOQUserCredentials own(HOQUserCredentials::kNone, HOQUserCredentials::kNone);
+  const std::uint32_t uid = ::geteuid();
+  return credentialsOf(uid, own) == 0 ? own.name : std::to_string(uid);
+}
+
 class AgentService final : public wire::Agent::CallbackService {
  public:
   explicit AgentService(std::shared_ptr<Ledger> ledger) : ledger_(std::move(ledger)) {}
@@ -37,6 +46,7 @@ class AgentService final : public wire::Agent::CallbackService {
     reply->set_clock_nanoseconds(std::chrono::duration_cast<std::chrono::nanoseconds>(
                                      std::chrono::system_clock::now().time_since_epoch())
                                      .count());
+    reply->set_user(user_);
     reply->set_message_bytes(static_cast<std::uint32_t>(settings.messageBytes));
     grpc::ServerUnaryReactor* const reactor = context->DefaultReactor();
     reactor->Finish(grpc::Status::OK);
@@ -45,6 +55,7 @@ class AgentService final : public wire::Agent::CallbackService {
 
  private:
   const std::shared_ptr<Ledger> ledger_;
+  const std::string user_ = ownUser();
 };
 
 }  // namespace
