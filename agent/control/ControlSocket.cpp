@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <system_error>
 #include <vector>
 
@@ -89,8 +90,8 @@ void ControlSocket::finish() {
 }
 
 Received ControlSocket::receive() {
-  std::string bytes(kLongestMessage, '\0');
-  iovec piece{bytes.data(), bytes.size()};
+  const std::unique_ptr<char[]> bytes(new char[kLongestMessage]);  // not cleared: it is much
+  iovec piece{bytes.get(), kLongestMessage};
   alignas(cmsghdr) char room[CMSG_SPACE(kMostDescriptors * sizeof(int))] = {};
   msghdr header{};
   header.msg_iov = &piece;
@@ -112,7 +113,7 @@ Received ControlSocket::receive() {
   if (got == 0) return {Outcome::Closed, Message(), tls::UniqueFd(), ""};
   if (header.msg_flags & MSG_TRUNC) return broken("a message that is too long");
   if (header.msg_flags & MSG_CTRUNC) return broken("too many descriptors");
-  Decoded decoded = decode({bytes.data(), static_cast<std::size_t>(got)}, peer_);
+  Decoded decoded = decode({bytes.get(), static_cast<std::size_t>(got)}, peer_);
   if (!decoded.error.empty()) return broken(std::move(decoded.error));
   if (!fits(kindOf(decoded.message), descriptors.size())) {
     return broken(std::string("\"") + kindOf(decoded.message).name + "\" with " +
