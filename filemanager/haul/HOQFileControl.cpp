@@ -7,6 +7,7 @@
 #include <hoq/HOQErrorMessage.h>
 #include <hoq/HOQHaulControlFactory.h>
 #include <hoq/HOQRequestModificator.h>
+#include <hoq/HOQResultCodes.h>
 
 #include "haul/HOQFileDeserializerParams.h"
 
@@ -72,6 +73,13 @@ bool HOQFileControl::connectDestination() {
   dstEid = agent->getEID();
   dstAccess = agent;
   return true;
+}
+
+int HOQFileControl::codeOf(const HOQHaulOutcome& outcome) {
+  if (outcome.code == 0 || outcome.code == kNodeUnreachable || outcome.code == kNodeRefused)
+    return outcome.code;
+  if (outcome.stage == "start_copying") return kReceiverDidNotStart;
+  return outcome.stage == "wait_copying_finish" ? kReceiverFailed : -1;
 }
 
 int HOQFileControl::process() {

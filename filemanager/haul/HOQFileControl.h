@@ -19,6 +19,9 @@ class HOQFileControl : public HOQHaulControl {
   /// failed set the error text. After -3 and -4 the receiving end may still be at work.
   int process() override;
 
+  /// What the transfer of an item that went ahead came to, as start() would have it.
+  static int codeOf(const HOQHaulOutcome& outcome);
+
   /// The end on the source node; empty, with the error text set, where none is to be had.
   boost::intrusive_ptr<HOQHaulSerializerPrototype> createSerializer() override;
 

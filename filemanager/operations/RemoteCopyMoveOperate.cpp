@@ -11,6 +11,7 @@
 #include "engine/PathHelpers.h"
 #include "engine/operatePaths.h"
 #include "filer/HOQFilerLocal.h"
+#include "haul/HOQFileControl.h"
 #include "haul/HOQFileDeserializerParams.h"
 #include "haul/HOQFileSerializerParams.h"
 
@@ -19,7 +20,30 @@ namespace {
 
 const std::string registrationName;  // of the transfer control: the default one
 
+constexpr std::size_t kMostAhead = 64;  // items under way
+
 }  // namespace
+
+/// What the walk says, behind what is still to be said of the items before.
+class RemoteCopyMoveOperate::OrderedNews final : public HOQRequestHandlerPrototype {
+ public:
+  OrderedNews(RemoteCopyMoveOperate& operation, HOQRequestHandlerPtr handler)
+      : operation_(operation), handler_(std::move(handler)) {}
+
+  void error(const HOQRequestErrorData& error) override {
+    // After an item that has failed the walk would not have come here.
+    if (operation_.settle() == 0) handler_->error(error);
+  }
+  void progress(const HOQRequestProgressData& progress) override { handler_->progress(progress); }
+  void answer(const HOQMsgWriter& answer, const HOQRequestErrorData& outcome) override {
+    handler_->answer(answer, outcome);
+  }
+  void itemReached() override { handler_->itemReached(); }
+
+ private:
+  RemoteCopyMoveOperate& operation_;
+  const HOQRequestHandlerPtr handler_;
+};
 
 RemoteCopyMoveOperate::RemoteCopyMoveOperate(HOQFileRoutine& source, HOQFileRoutine& targetRoutine,
                                              const HOQFilerOptions& requestOptions,
@@ -33,6 +57,7 @@ RemoteCopyMoveOperate::RemoteCopyMoveOperate(HOQFileRoutine& source, HOQFileRout
 RemoteCopyMoveOperate::~RemoteCopyMoveOperate() = default;
 
 int RemoteCopyMoveOperate::operate(const char* name) {
+  if (failure != 0) return failure;
   const HOQFileRoutine& source = *path.routine;
   if (targetLength == -1)
     targetLength = static_cast<int>(target.path.size());
@@ -41,8 +66,6 @@ int RemoteCopyMoveOperate::operate(const char* name) {
 
   const int refused = refuseItem();
   if (refused != 0) return refused;
-  if (error.handler) error.handler->progress(HOQRequestProgressData(source.path));
-
   // A pattern's last component may have been walked as the current path itself, without a name.
   const bool nameless = *name == '\0' && has(HOQFilerOptions::kWildcards);
   const std::string itemName = baseName(nameless ? source.path.c_str() : name);
@@ -95,12 +118,72 @@ int RemoteCopyMoveOperate::transfer(const std::string& itemName) {
   if (source.isReg())
     targetParams->source = HOQFileDeserializerParams::identityOf(source.statBuffer);
 
-  control->async(error.handler, "");
+  control->async(news ? news : error.handler, "");
+  if (sendAhead(sourceParams, targetParams) == 0)
+    return ahead.size() >= kMostAhead ? settleOldest() : 0;
+  if (const int failed = settle(); failed != 0) return failed;
+  if (error.handler) error.handler->progress(HOQRequestProgressData(source.path));
   error.lastError = control->start(HOQConnectionInfo(), sourceParams, *connection, targetParams);
+  isConnected = isConnected || error.lastError == 0;
   if (error.lastError == 0) return 0;
   const int code = error.lastError > 0 ? kFailed : error.lastError;
   const std::string text = getErrorMessage();  // reporting may change it
   return setPathError(code, text.c_str());
+}
+
+/// Where nothing can be replaced, and one failure ends the walk.
+bool RemoteCopyMoveOperate::mayGoAhead() const {
+  const HOQFileRoutine& source = *path.routine;
+  const bool isSmall =
+      source.isDir() || (source.isReg() && source.statBuffer.st_size + 8 <=
+                                               static_cast<off_t>(HOQHaulControl::kMostAhead));
+  return news && isConnected && isSmall && !moveItems && !has(HOQFilerOptions::kOverwrite) &&
+         !has(HOQFilerOptions::kWildcards);
+}
+
+/// 0: it is under way. Otherwise nothing has happened.
+int RemoteCopyMoveOperate::sendAhead(
+    const boost::shared_ptr<HOQFileSerializerParams>& sourceParams,
+    const boost::shared_ptr<HOQFileDeserializerParams>& targetParams) {
+  const HOQFileRoutine& source = *path.routine;
+  if (!mayGoAhead() ||
+      control->goAhead(sourceParams, *connection, targetParams, source.isReg()) != 0)
+    return kFailed;
+  ahead.push_back(source.path);
+  if (ahead.size() == 1) tell(source.path);
+  return 0;
+}
+
+void RemoteCopyMoveOperate::report(HOQRequestHandlerPtr handler) {
+  news = std::move(handler);
+  if (news) error.handler.reset(new OrderedNews(*this, news));
+}
+
+void RemoteCopyMoveOperate::tell(const std::string& itemPath) {
+  news->progress(HOQRequestProgressData(itemPath));
+}
+
+int RemoteCopyMoveOperate::settle() {
+  while (failure == 0 && !ahead.empty()) (void)settleOldest();
+  return failure;
+}
+
+int RemoteCopyMoveOperate::settleOldest() {
+  const HOQHaulOutcome outcome = control->settle();
+  const std::string item = std::move(ahead.front());
+  ahead.pop_front();
+  if (outcome.code == 0) {
+    if (!ahead.empty()) tell(ahead.front());
+    return 0;
+  }
+  ahead.clear();
+  failure = HOQFileControl::codeOf(outcome);
+  const std::string walked = std::exchange(path.routine->path, item);
+  error.handler.swap(news);
+  (void)setPathError(failure, outcome.text.c_str());
+  error.handler.swap(news);
+  path.routine->path = walked;
+  return failure;
 }
 
 /// The other node may share this one's file system, and the walk then meet what it sent, without an
@@ -113,7 +196,8 @@ int RemoteCopyMoveOperate::transferDirectory(const std::string& itemName) {
   for (const std::string& place : {target.path, inTarget})
     if (!examine(place, found)) absent.push_back(place);
 
-  const int failed = transfer(itemName);
+  int failed = transfer(itemName);
+  if (failed == 0) failed = settle();
   if (failed != 0) return failed;
   for (const std::string& place : absent)
     if (examine(place, found) && S_ISDIR(found.st_mode))
@@ -168,10 +252,11 @@ int HOQFilerLocal::copy(const Paths& paths, const HOQConnectionInfo& node,
   const boost::shared_ptr<HOQFileRoutine> target = createRoutine(destination);
   if (!source || !target) return end(kNoRoutine);
   RemoteCopyMoveOperate operation(*source, *target, options, control, attributes);
-  operation.error.handler = getProgressHandler();
+  operation.report(getProgressHandler());
   operation.connection = boost::make_shared<HOQConnectionInfo>(node);
   if (operation.error.setCwd(cwd) != 0) return end(kNoRoutine);
   (void)operatePaths(operation, paths, cwd);  // told item by item: kept
+  (void)operation.settle();
   return end(0);
 }
 

@@ -24,6 +24,7 @@ class NotingAgent final : public HOQAccessAgentPrototype {
   HOQStageSessionPtr openSession(const std::string& name) override {
     return agent_->openSession(name);
   }
+  HOQHaulQueuePtr openQueue(const std::string& name) override { return agent_->openQueue(name); }
   int initializeSync(const HOQConnectionInfo& connection, HOQRequestHandlerPtr progress) override {
     const int code = agent_->initializeSync(connection, std::move(progress));
     noteConnectionOutcome(code);

@@ -1,5 +1,6 @@
 #include <hoq/HOQHaulControl.h>
 
+#include <optional>
 #include <utility>
 
 #include <hoq/HOQErrorMessage.h>
@@ -8,6 +9,7 @@
 #include <hoq/HOQResultCodes.h>
 
 #include "ConnectionOutcome.h"
+#include "KeptEnd.h"
 
 namespace HOQ {
 namespace {
@@ -162,6 +164,55 @@ int HOQHaulControl::start(const HOQConnectionInfo& source, HOQHaulParamsPtr sour
   int code = setUp(sourceParams, destinationParams);
   if (code == 0) code = process();
   return ending.end(code);
+}
+
+int HOQHaulControl::goAhead(HOQHaulParamsPtr sourceParams, const HOQConnectionInfo& destination,
+                            HOQHaulParamsPtr destinationParams, bool contents) {
+  if (!mayGoAhead_) return -1;
+  clearErrorMessage();
+  connection = destination;
+  deserializer = createDeserializer();
+  auto* const far = dynamic_cast<HOQHaulSerializerBaseAgentPrototype*>(deserializer.get());
+  mayGoAhead_ = far != nullptr;
+  int code = -1;
+  std::optional<std::string> taken;
+  if (far != nullptr && far->init(connection, std::move(destinationParams)) == 0 &&
+      (!contents || takeAhead(sourceParams, taken.emplace()) == 0)) {
+    code = far->sendWhole(ahead_, std::move(taken));
+    mayGoAhead_ = ahead_ != nullptr;
+  }
+  if (code == 0) ++underWay_;
+  deserializer.reset();
+  connection = HOQConnectionInfo();
+  clearErrorMessage();
+  return code;
+}
+
+/// What the sending end sends. Other than 0: it cannot be sent so, for whatever reason.
+int HOQHaulControl::takeAhead(const HOQHaulParamsPtr& params, std::string& contents) {
+  serializer = createSerializer();
+  const boost::intrusive_ptr<KeptEnd> kept(new KeptEnd(kMostAhead));
+  int code = -1;
+  if (serializer && standIn(serializer.get()) == nullptr &&
+      serializer->init(connection, params) == 0) {
+    code = serializer->create();
+    if (code == 0) code = serializer->copy(kept);
+    const int finished = serializer->finish();
+    if (finished != 0 || !getErrorMessage().empty() || !kept->failure().empty()) code = -1;
+  }
+  serializer.reset();
+  contents = kept->take();
+  return code;
+}
+
+HOQHaulOutcome HOQHaulControl::settle() {
+  HOQHaulOutcome outcome = ahead_->await();
+  --underWay_;
+  if (outcome.code == 0) return outcome;
+  ahead_.reset();
+  underWay_ = 0;
+  if (const int special = nodeCode(outcome.code); special != 0) outcome.code = special;
+  return outcome;
 }
 
 int HOQHaulControl::setUp(const HOQHaulParamsPtr& sourceParams,

@@ -27,14 +27,25 @@ int HOQHaulSerializerBaseAgentPrototype::create() {
     return -1;
   }
   HOQMessage message;
-  HOQMessageIterator it(message);
-  if (serializeParams(getParams(), &it) != 0) {
-    setErrorMessage("The parameters of \"%s\" cannot be put into a message", functional_);
-    return -1;
-  }
+  if (putParams(message) != 0) return -1;
   session_ = getAccess()->openSession(functional_);
   if (!session_) return outcome(kNodeUnreachable, "create");  // the provider said why
   return outcome(session_->create(message), "create");
+}
+
+int HOQHaulSerializerBaseAgentPrototype::putParams(HOQMessage& message) {
+  HOQMessageIterator it(message);
+  if (serializeParams(getParams(), &it) == 0) return 0;
+  setErrorMessage("The parameters of \"%s\" cannot be put into a message", functional_);
+  return -1;
+}
+
+int HOQHaulSerializerBaseAgentPrototype::sendWhole(HOQHaulQueuePtr& queue,
+                                                   std::optional<std::string> contents) {
+  HOQMessage message;
+  if (!getAccess() || putParams(message) != 0) return -1;
+  if (!queue) queue = getAccess()->openQueue(functional_);
+  return queue ? queue->send(message, std::move(contents)) : -1;
 }
 
 int HOQHaulSerializerBaseAgentPrototype::finish() {

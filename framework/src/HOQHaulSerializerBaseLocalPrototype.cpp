@@ -23,6 +23,7 @@ int HOQHaulSerializerBaseLocalPrototype::init(const HOQConnectionInfo&, HOQHaulP
 
 int HOQHaulSerializerBaseLocalPrototype::create() { return 0; }
 int HOQHaulSerializerBaseLocalPrototype::finish() { return 0; }
+void HOQHaulSerializerBaseLocalPrototype::undo() {}
 
 HOQConnectorPtr HOQHaulSerializerBaseLocalPrototype::createConnectorFromSelf() {
   return newConnectorMemory();

@@ -9,6 +9,7 @@
 #include <hoq/HOQFilerBase.h>
 #include <hoq/HOQFunctional.h>
 #include <hoq/HOQHaulDeserializerPrototype.h>
+#include <hoq/HOQHaulQueue.h>
 #include <hoq/HOQHaulSerializerPrototype.h>
 #include <hoq/HOQRequestContext.h>
 #include <hoq/HOQRequestHandlerPrototype.h>
@@ -34,6 +35,7 @@ std::string HOQChannelEndPrototype::failure() const { return std::string(); }
 
 HOQConnectorPrototype::~HOQConnectorPrototype() = default;
 HOQStageSession::~HOQStageSession() = default;
+HOQHaulQueue::~HOQHaulQueue() = default;
 HOQHaulSerializerBaseParams::~HOQHaulSerializerBaseParams() = default;
 HOQHaulSerializerBasePrototype::~HOQHaulSerializerBasePrototype() = default;
 HOQHaulSerializerPrototype::~HOQHaulSerializerPrototype() = default;
@@ -42,6 +44,10 @@ HOQHaulDeserializerPrototype::~HOQHaulDeserializerPrototype() = default;
 HOQStageSessionPtr HOQAccessProviderPrototype::openSession(const std::string& name) {
   setErrorMessage("There is no way to \"%s\" of another node", name);
   return HOQStageSessionPtr();
+}
+
+HOQHaulQueuePtr HOQAccessProviderPrototype::openQueue(const std::string&) {
+  return HOQHaulQueuePtr();
 }
 
 HOQRequestHandlerPrototype::~HOQRequestHandlerPrototype() = default;

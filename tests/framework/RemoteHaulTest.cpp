@@ -54,6 +54,88 @@ TEST_F(RemoteHaul, ConnectsOnceForAllItsItems) {
   EXPECT_EQ(connected, 1);
 }
 
+class AheadHaul : public HaulTest {
+ protected:
+  int goAhead(const std::string& target = "node:1", bool regular = true) {
+    return control.goAhead(boost::make_shared<FakeParams>(), HOQConnectionInfo{target},
+                           boost::make_shared<FakeParams>("item", regular), regular);
+  }
+  void SetUp() override {
+    HaulTest::SetUp();
+    node.whole = MemoryNode::Whole::kLate;
+    ASSERT_EQ(start("node:1"), 0);
+  }
+  void TearDown() override {
+    while (control.underWay() > 0) (void)control.settle();
+    HaulTest::TearDown();
+  }
+};
+
+TEST_F(AheadHaul, PassesItemsWhoseOutcomesComeLater) {
+  world.received.clear();
+  for (int item = 0; item < 3; ++item) EXPECT_EQ(goAhead("node:1", item != 1), 0);
+  EXPECT_EQ(getErrorMessage(), "");
+  EXPECT_EQ(control.underWay(), 3u);
+  EXPECT_EQ(world.received, "");
+  for (int item = 0; item < 3; ++item) EXPECT_EQ(control.settle().code, 0);
+  EXPECT_EQ(world.received, "contents");
+  EXPECT_TRUE(world.kept);
+  EXPECT_EQ(control.underWay(), 0u);
+}
+
+TEST_F(AheadHaul, LeavesToStartWhatCannotGo) {
+  const auto refused = [this](const char* why) {
+    SCOPED_TRACE(why);
+    EXPECT_NE(goAhead(), 0);
+    EXPECT_EQ(getErrorMessage(), "");
+    EXPECT_EQ(control.underWay(), 0u);
+    EXPECT_EQ(world.alive, 0);
+  };
+  world.contents = pattern(HOQHaulControl::kMostAhead);
+  refused("its contents are too long");
+  world.contents = "short";
+  world.announcedBeyond = 1;
+  refused("there is less than was announced");
+  world.announcedBeyond = 0;
+  for (const char* call : {"sender init", "sender create", "copy"}) {
+    world.strikes = [call](const std::string& at) { return at == call; };
+    refused(call);
+  }
+  world.strikes = nullptr;
+  EXPECT_EQ(goAhead(), 0);
+}
+
+TEST_F(AheadHaul, TellsTheStageThatFailedAndForgetsWhatIsBehindIt) {
+  for (const char* call : {"start", "wait"}) {
+    SCOPED_TRACE(call);
+    for (int item = 0; item < 3; ++item) EXPECT_EQ(goAhead(), 0);
+    world.strikes = [call](const std::string& at) { return at == call; };
+    const HOQHaulOutcome outcome = control.settle();
+    world.strikes = nullptr;
+    EXPECT_NE(outcome.code, 0);
+    EXPECT_EQ(outcome.stage,
+              std::string(call) == "start" ? "start_copying" : "wait_copying_finish");
+    EXPECT_NE(outcome.text, "");
+    EXPECT_EQ(control.underWay(), 0u);
+    EXPECT_EQ(node.sessions(), 0);
+  }
+}
+
+TEST_F(AheadHaul, HasTheCodeOfARefusal) {
+  EXPECT_EQ(goAhead(), 0);
+  node.client.reset(new HOQClientContext("reader", true, false));
+  EXPECT_EQ(control.settle().code, kNodeRefused);
+}
+
+TEST(LocalHaulAhead, StaysInThisProcessWhereNothingIsWaitedFor) {
+  HaulWorld world;
+  FakeControl control(localAccess());
+  EXPECT_NE(control.goAhead(boost::make_shared<FakeParams>(), HOQConnectionInfo{"local:"},
+                            boost::make_shared<FakeParams>("item", true), true),
+            0);
+  EXPECT_EQ(world.calls(), Calls{"make receiver"});
+}
+
 TEST_F(RemoteHaul, PassesAnItemFromTheNode) {
   sendFromNode();
   world.contents = pattern(3'000'000);

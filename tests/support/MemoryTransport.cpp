@@ -4,6 +4,7 @@
 #include <hoq/HOQResultCodes.h>
 #include <hoq/HOQStageService.h>
 
+#include <deque>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -179,6 +180,76 @@ void MemorySession::end() {
   std::thread([this] { service_.reset(); }).join();
 }
 
+class MemoryQueue final : public HOQHaulQueue {
+ public:
+  MemoryQueue(MemoryNode& node, std::string functional)
+      : node_(node), functional_(std::move(functional)) {}
+  ~MemoryQueue() override { node_.count(-underWay_); }
+
+  int send(const HOQMessage& params, std::optional<std::string> contents) override {
+    node_.count(1);
+    ++underWay_;
+    sent_.push_back({params, std::move(contents)});
+    if (node_.whole == MemoryNode::Whole::kAtOnce) runOldest();
+    return 0;
+  }
+
+  HOQHaulOutcome await() override {
+    if (outcomes_.empty()) runOldest();
+    HOQHaulOutcome outcome = std::move(outcomes_.front());
+    outcomes_.pop_front();
+    node_.count(-1);
+    --underWay_;
+    return outcome;
+  }
+
+ private:
+  struct Sent {
+    HOQMessage params;
+    std::optional<std::string> contents;
+  };
+
+  void runOldest() {
+    Sent sent = std::move(sent_.front());
+    sent_.pop_front();
+    if (failed_) return;  // none is begun behind one that fails
+    HOQHaulOutcome& outcome = outcomes_.emplace_back();
+    if (node_.note("whole"))
+      std::thread([&] { outcome = run(sent); }).join();
+    else
+      outcome = {-1, "wait_copying_finish", "The way to " + node_.name + " is cut"};
+    failed_ = outcome.code != 0;
+  }
+
+  HOQHaulOutcome run(Sent& sent) const {
+    const HOQAccessChecker::Scope scope(node_.client);
+    HOQStageService service;
+    const HOQChannelPtr channel = newChannelMemory();
+    const HOQChannelEndPtr near = channel->getSourceEnd();
+    std::uint64_t written = 0;
+    if (sent.contents) (void)near->write(sent.contents->data(), sent.contents->size(), &written);
+    HOQHaulOutcome outcome;
+    const auto judge = [&](const char* stage, int code) {
+      if (outcome.code == 0 && code != 0) outcome = {code, stage, getErrorMessage()};
+    };
+    judge("start_copying", service.create(functional_, sent.params));
+    if (outcome.code == 0)
+      judge("start_copying", service.call("start_copying", channel->getDestinationEnd()));
+    if (outcome.code == 0 && sent.contents)
+      judge("wait_copying_finish", service.call("wait_copying_finish", nullptr));
+    judge("finish", service.finish());
+    channel->release();
+    return outcome;
+  }
+
+  MemoryNode& node_;
+  const std::string functional_;
+  std::deque<Sent> sent_;
+  std::deque<HOQHaulOutcome> outcomes_;
+  bool failed_ = false;
+  int underWay_ = 0;
+};
+
 class MemoryAgent final : public HOQAccessAgentPrototype {
  public:
   using Find = std::function<MemoryNode*(const std::string& target)>;
@@ -206,6 +277,11 @@ class MemoryAgent final : public HOQAccessAgentPrototype {
       return HOQStageSessionPtr(new MemorySession(*node_, name));
     setErrorMessage("The way to the node is cut");
     return HOQStageSessionPtr();
+  }
+
+  HOQHaulQueuePtr openQueue(const std::string& name) override {
+    if (node_ == nullptr || node_->whole == MemoryNode::Whole::kNever) return HOQHaulQueuePtr();
+    return HOQHaulQueuePtr(new MemoryQueue(*node_, name));
   }
 
  private:

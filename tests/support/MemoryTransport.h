@@ -30,18 +30,25 @@ class MemoryNode {
   bool createsLate = false;  // create() is sent with the first stage, and fails there
   HOQChannelLimits limits;   // of the channels that lead to it
 
+  /// When it runs what is sent whole: never, since it has no queues; at once; or only when the
+  /// outcome is waited for.
+  enum class Whole { kNever, kAtOnce, kLate };
+  Whole whole = Whole::kNever;
+
   /// Asked before every call is sent (any thread): true cuts the way to the node, for good as far
   /// as this session goes.
   std::function<bool(const std::string& call)> cuts;
 
-  /// What was asked of it, in order: "connect", "open NAME", "create", "channel", stages, "finish".
+  /// What was asked of it, in order: "connect", "open NAME", "create", "channel", stages, "finish";
+  /// and for each transfer of a queue "whole".
   std::vector<std::string> calls() const;
-  /// How many sessions it has open.
+  /// How many sessions it has open, and transfers of queues under way.
   int sessions() const;
 
  private:
   friend class MemoryAgent;
   friend class MemorySession;
+  friend class MemoryQueue;
 
   bool note(const std::string& call);  // false: cut
   void count(int change);

@@ -161,7 +161,14 @@ TEST(StrangeMessages, InAStreamOfTransfersEndIt) {
   finish.mutable_finish();
   wire::HaulRequest large;
   large.set_data(std::string(300'000, 'x'));
-  const std::vector<wire::HaulRequest> kCases[] = {{twice, twice}, {stage}, {finish}, {large}};
+  wire::HaulRequest whole;
+  whole.add_whole()->mutable_create()->set_functional("hoqfile_deserializer");
+  wire::HaulRequest largeWhole;
+  largeWhole.add_whole()->set_data(std::string(300'000, 'x'));
+  wire::HaulRequest many;
+  for (int i = 0; i < 65; ++i) many.add_whole();
+  const std::vector<wire::HaulRequest> kCases[] = {{twice, twice}, {stage},      {finish}, {large},
+                                                   {twice, whole}, {largeWhole}, {many}};
   for (const auto& requests : kCases) {
     RawClient raw(node.nodes.node("node"));
     grpc::ClientContext context;
@@ -172,6 +179,25 @@ TEST(StrangeMessages, InAStreamOfTransfersEndIt) {
     EXPECT_FALSE(both->Finish().ok());
   }
   EXPECT_EQ(node.filer->remove({}, 0), 0);
+}
+
+TEST(StrangeMessages, BehindAWholeTransferThatFailsAreThrownAway) {
+  OnNode<> node;
+  RawClient raw(node.nodes.node("node"));
+  grpc::ClientContext context;
+  const auto both = raw.haul->Transfer(&context);
+  wire::HaulRequest request;
+  for (int i = 0; i < 3; ++i) request.add_whole()->mutable_create()->set_functional("nobody");
+  ASSERT_TRUE(both->Write(request));
+  wire::HaulReply reply;
+  ASSERT_TRUE(both->Read(&reply));
+  EXPECT_EQ(reply.whole_done(), 0u);
+  EXPECT_EQ(reply.whole_failed().stage(), "start_copying");
+  EXPECT_EQ(reply.whole_failed().result().text(), "No functional \"nobody\" is known");
+  ASSERT_TRUE(both->Write(request));
+  both->WritesDone();
+  EXPECT_FALSE(both->Read(&reply)) << "nothing more is said of transfers";
+  EXPECT_TRUE(both->Finish().ok());
 }
 
 TEST(StrangeMessages, NestedTooDeepAreAnsweredAndTheStreamGoesOn) {

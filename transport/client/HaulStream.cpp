@@ -20,6 +20,10 @@ char tags[] = {kWrote, kGot, kFinished, kAlarm};  // only their addresses count
 
 void* tagOf(Tag tag) { return &tags[tag]; }
 
+// What goes whole is gathered up to this, since a message costs more than what is in it.
+constexpr int kGathered = 16;
+constexpr std::size_t kGatheredBytes = 64 * 1024;
+
 /// A deadline that is just passing would be rounded up to a millisecond of waiting.
 gpr_timespec timeOf(std::chrono::steady_clock::time_point deadline) {
   const auto left = deadline - std::chrono::steady_clock::now();
@@ -106,6 +110,8 @@ void HaulStream::wake() {
 bool HaulStream::takeTail(wire::HaulReply& message, Lock&) {
   if (message.has_stage()) stageResult_ = std::move(*message.mutable_stage());
   if (message.has_finish()) finishResult_ = std::move(*message.mutable_finish());
+  wholeDone_ += message.whole_done();
+  if (message.has_whole_failed()) wholeFailed_ = std::move(*message.mutable_whole_failed());
   return true;
 }
 
@@ -116,12 +122,18 @@ void HaulStream::streamEnded(Lock&) {
   wire_->Finish(&status_, tagOf(kFinished));
 }
 
-bool HaulStream::begin(const std::string& functional, const HOQMessage& params,
-                       std::uint64_t& transfer) {
-  wire::HaulRequest::Create create;
+bool describe(const std::string& functional, const HOQMessage& params,
+              wire::HaulRequest::Create& create) {
   create.set_functional(functional);
   if (!toWire(params, *create.mutable_params())) return false;
   if (const auto client = HOQAccessChecker::getClientContext()) create.set_asked_by(client->name());
+  return true;
+}
+
+bool HaulStream::begin(const std::string& functional, const HOQMessage& params,
+                       std::uint64_t& transfer) {
+  wire::HaulRequest::Create create;
+  if (!describe(functional, params, create)) return false;
   const Lock lock(mutex_);
   beginTransfer();
   stageResult_.reset();
@@ -146,6 +158,39 @@ HaulStream::Answer HaulStream::stage(const std::string& name, bool withChannel, 
   return await(lock, stageResult_);
 }
 
+void HaulStream::sendWhole(const wire::HaulRequest::Whole& whole) {
+  Lock lock(mutex_);
+  const std::size_t bytes = whole.ByteSizeLong();
+  const auto hasRoom = [&] {
+    if (out_.whole_size() == 0) wholeBytes_ = 0;  // it has gone
+    return over_ || (out_.whole_size() < kMostWhole && wholeBytes_ + bytes <= kFrame) ||
+           out_.whole_size() == 0;
+  };
+  if (!hasRoom()) push(lock);
+  if (!TransferStream::await(lock, hasRoom) || over_) return;  // awaitWhole() will tell
+  *out_.add_whole() = whole;
+  wholeBytes_ += bytes;
+  rearm(lock);
+  if (out_.whole_size() < kGathered && wholeBytes_ < kGatheredBytes) return;
+  push(lock);
+  glance(lock);
+}
+
+HaulStream::Answer HaulStream::awaitWhole(std::string& stage) {
+  Lock lock(mutex_);
+  const auto told = [this] { return wholeDone_ > 0 || wholeFailed_; };
+  if (!told() && out_.whole_size() > 0) push(lock);
+  rearm(lock);
+  const bool inTime = TransferStream::await(lock, [&] { return over_ || told(); });
+  if (wholeDone_ > 0) {
+    --wholeDone_;
+    return {true, 0, ""};
+  }
+  if (!wholeFailed_) return noAnswer(lock, inTime);
+  stage = wholeFailed_->stage();
+  return {true, wholeFailed_->result().code(), wholeFailed_->result().text()};
+}
+
 HaulStream::Answer HaulStream::finish() {
   Lock lock(mutex_);
   Answer answer{true, 0, ""};
@@ -166,7 +211,10 @@ HaulStream::Answer HaulStream::finish() {
 
 HaulStream::Answer HaulStream::await(Lock& lock, std::optional<Result>& result) {
   const bool inTime = TransferStream::await(lock, [&] { return over_ || result; });
-  if (result) return {true, result->code(), result->text()};
+  return result ? Answer{true, result->code(), result->text()} : noAnswer(lock, inTime);
+}
+
+HaulStream::Answer HaulStream::noAnswer(Lock& lock, bool inTime) {
   Answer answer;
   if (!inTime) {
     answer.text = stoodStill();

@@ -20,6 +20,10 @@ class Channel;
 
 namespace HOQ::transport {
 
+/// What creates a transfer, for the thread's client. False: the parameters cannot be sent.
+[[nodiscard]] bool describe(const std::string& functional, const HOQMessage& params,
+                            hoq::v1::HaulRequest::Create& create);
+
 /// The client's side of a stream of transfers. Whoever waits works the wire for all: one thread at
 /// a time, the others wait for it.
 class HaulStream final : public TransferStream<hoq::v1::HaulRequest, hoq::v1::HaulReply> {
@@ -43,6 +47,12 @@ class HaulStream final : public TransferStream<hoq::v1::HaulRequest, hoq::v1::Ha
   Answer stage(const std::string& name, bool withChannel, bool thenFinish);
   /// Ends the transfer there, unless a stage did so already, and here.
   Answer finish();
+
+  /// Sends a transfer behind those under way; nothing else may be open. Sooner or later.
+  void sendWhole(const hoq::v1::HaulRequest::Whole& whole);
+  /// Waits for the outcome of the oldest of them; `stage`: which failed. Not came: none comes.
+  Answer awaitWhole(std::string& stage);
+
   /// Breaks the stream off, and the transfer with it.
   void leave();
 
@@ -64,6 +74,7 @@ class HaulStream final : public TransferStream<hoq::v1::HaulRequest, hoq::v1::Ha
 
   bool pump(Lock& lock, Clock::time_point deadline);
   Answer await(Lock& lock, std::optional<Result>& result);
+  Answer noAnswer(Lock& lock, bool inTime);
 
   grpc::ClientContext context_;
   grpc::CompletionQueue queue_;
@@ -76,7 +87,10 @@ class HaulStream final : public TransferStream<hoq::v1::HaulRequest, hoq::v1::Ha
   bool alarmed_ = false;
   std::optional<Result> stageResult_;
   std::optional<Result> finishResult_;
-  bool finishAsked_ = false;  // with the last stage
+  bool finishAsked_ = false;    // with the last stage
+  std::size_t wholeBytes_ = 0;  // in the message in the making
+  std::size_t wholeDone_ = 0;   // and not told yet
+  std::optional<hoq::v1::HaulReply::Failure> wholeFailed_;
 };
 
 }  // namespace HOQ::transport

@@ -3,6 +3,7 @@
 #include <hoq/HOQErrorMessage.h>
 #include <hoq/HOQResultCodes.h>
 
+#include "client/HaulQueue.h"
 #include "client/HaulSession.h"
 
 namespace HOQ::transport {
@@ -37,6 +38,11 @@ HOQStageSessionPtr RemoteAccess::openSession(const std::string& name) {
     return HOQStageSessionPtr();
   }
   return HOQStageSessionPtr(new HaulSession(links_, address_, name));
+}
+
+HOQHaulQueuePtr RemoteAccess::openQueue(const std::string& name) {
+  return address_.empty() ? HOQHaulQueuePtr()
+                          : HOQHaulQueuePtr(new HaulQueue(links_, address_, name));
 }
 
 }  // namespace HOQ::transport

@@ -17,6 +17,7 @@ class RemoteAccess final : public HOQAccessAgentPrototype {
   HOQEID getEID() const override { return eid_; }
   int initializeSync(const HOQConnectionInfo& connection, HOQRequestHandlerPtr progress) override;
   HOQStageSessionPtr openSession(const std::string& name) override;
+  HOQHaulQueuePtr openQueue(const std::string& name) override;
 
  private:
   const std::shared_ptr<Links> links_;

@@ -36,6 +36,7 @@ class TransferStream : public ChannelSide {
   using Clock = std::chrono::steady_clock;
 
   static constexpr std::size_t kFrame = 256 * 1024;
+  static constexpr int kMostWhole = 64;  // in a message
   /// What an end that leaves waits for the message that says so; a stream that is stuck for longer
   /// says it with the next call, or breaks off.
   static constexpr std::chrono::milliseconds kToSettle{1000};

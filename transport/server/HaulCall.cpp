@@ -5,22 +5,10 @@
 #include <exception>
 #include <utility>
 
-#include "codec/Elements.h"
-
 namespace HOQ::transport {
 namespace {
 
 namespace wire = hoq::v1;
-
-/// Texts of the parameters, in order: an audit's line shows what a transfer is about.
-std::vector<std::string> textsOf(const HOQMessage& params) {
-  std::vector<std::string> texts;
-  for (const HOQMessageElement& element : params.elements)
-    if (element.kind == HOQMessageElement::Kind::kString ||
-        element.kind == HOQMessageElement::Kind::kPath)
-      texts.push_back(element.text);
-  return texts;
-}
 
 }  // namespace
 
@@ -28,7 +16,8 @@ HaulCall::HaulCall(std::shared_ptr<Ledger> ledger, Pool& pool, std::string addre
     : TransferStream(ledger->settings().idle),
       ledger_(std::move(ledger)),
       pool_(pool),
-      address_(std::move(address)) {}
+      address_(std::move(address)),
+      whole_(*ledger_) {}
 
 HaulCall::~HaulCall() = default;
 
@@ -47,34 +36,40 @@ bool HaulCall::step(Lock& lock, Clock::time_point deadline) {
 
 bool HaulCall::takeHead(wire::HaulRequest& message, Lock&) {
   if (!message.has_create()) return true;
-  if (busy_) return false;
+  if (busy_ || closed_) return false;
   busy_ = true;
   beginTransfer();
-  wire::HaulRequest::Create& from = *message.mutable_create();
-  Create create{std::move(*from.mutable_functional()),
-                {},
-                std::move(*from.mutable_asked_by()),
-                false,
-                false,
-                ""};
-  create.isReadable = fromWire(from.params(), create.params);
-  const Ledger::Admission admission = ledger_->admit();
-  create.isAdmitted = admission == Ledger::Admission::kYes;
-  if (admission == Ledger::Admission::kTooMany)
-    create.trouble = "The node is busy: it has as many calls of this client as it takes";
-  if (admission == Ledger::Admission::kGoesDown) create.trouble = "The node goes down";
+  HaulCreate create = HaulCreate::take(*message.mutable_create(), address_);
+  (void)create.admit(*ledger_);
   commands_.emplace_back(std::move(create));
   return true;
 }
 
+/// Those behind one that has failed are thrown away.
+bool HaulCall::takeWhole(wire::HaulRequest& message) {
+  if (message.whole_size() == 0) return true;
+  if ((busy_ && wholes_ == 0) || message.whole_size() > kMostWhole) return false;
+  for (wire::HaulRequest::Whole& each : *message.mutable_whole()) {
+    if (each.data().size() > kFrame) return false;
+    if (closed_) continue;
+    WholeTransfers::Item item{HaulCreate::take(*each.mutable_create(), address_), std::nullopt};
+    if (each.has_data()) item.data = std::move(*each.mutable_data());
+    commands_.emplace_back(std::move(item));
+    ++wholes_;
+    busy_ = true;
+  }
+  return true;
+}
+
 bool HaulCall::takeTail(wire::HaulRequest& message, Lock&) {
+  if (!takeWhole(message)) return false;
   if (message.has_stage()) {
-    if (!busy_ || message.stage().name().size() > 256) return false;
+    if (!busy_ || wholes_ > 0 || message.stage().name().size() > 256) return false;
     commands_.emplace_back(Stage{std::move(*message.mutable_stage()->mutable_name()),
                                  message.stage().with_channel(), message.stage().then_finish()});
   }
   if (message.has_finish()) {
-    if (!busy_) return false;
+    if (!busy_ || wholes_ > 0) return false;
     commands_.emplace_back(Finish{});
   }
   return commands_.empty() || running_ || startThread();
@@ -127,7 +122,7 @@ void HaulCall::endIfIdle() {
   const std::shared_ptr<HaulCall> self = weak_from_this().lock();
   if (!self) return;
   Lock lock(mutex_);
-  if (busy_ || finished_) return;
+  if (busy_ || finished_ || dirty_) return;  // a result that waits to be sent is not lost
   uncount();  // now, not when the last of it has gone: another stream waits for its place
   lose(lock, "The stream gives way");  // with status OK
 }
@@ -170,33 +165,32 @@ bool HaulCall::nextCommand(Command& command) {
 /// Ends a transfer whose client is gone.
 void HaulCall::abandon(Lock& lock) {
   for (const Command& command : commands_)
-    if (const auto* create = std::get_if<Create>(&command)) describe(*create);
+    if (const auto* create = std::get_if<HaulCreate>(&command)) describe(*create);
   commands_.clear();
+  const bool areWhole = std::exchange(wholes_, 0) > 0;
   const std::string trouble =
       status_.error_message().empty() ? "The client is gone" : status_.error_message();
   lock.unlock();
   service_.reset();
   end_.reset();
-  report(trouble);
+  if (areWhole) {
+    whole_.abandon(trouble);
+    whole_.tell();
+  } else {
+    report(trouble);
+  }
   lock.lock();
   busy_ = false;
   endTransfer();
 }
 
-void HaulCall::describe(const Create& create) {
-  record_ = CallRecord();
-  record_.address = address_;
-  record_.method = create.functional.substr(0, 64);
-  record_.client = ledger_->settings().client->name();
-  record_.askedBy = create.askedBy;
-  record_.paths = textsOf(create.params);
-  record_.pathCount = record_.paths.size();
-  record_.changes = create.functional == "hoqfile_deserializer";
+void HaulCall::describe(const HaulCreate& create) {
+  record_ = create.record(*ledger_);
   began_ = Clock::now();
   held_ = create.isAdmitted ? Ledger::Held::kWaiting : Ledger::Held::kNone;
 }
 
-void HaulCall::perform(Create& create) {
+void HaulCall::perform(HaulCreate& create) {
   describe(create);
   if (create.isAdmitted) {
     ledger_->began();
@@ -248,7 +242,6 @@ void HaulCall::finishTransfer() {
   {
     Lock lock(mutex_);
     endTransfer();  // from here on the end is not missed
-    busy_ = false;
     record_.bytesIn = bytesIn_;
     record_.bytesOut = bytesOut_;
   }
@@ -258,7 +251,35 @@ void HaulCall::finishTransfer() {
   wire::HaulReply::Result& result = *out_.mutable_finish();
   result.set_code(code);
   result.set_text(text.substr(0, 4096));
+  busy_ = false;
   push(lock);
+}
+
+void HaulCall::perform(WholeTransfers::Item& item) {
+  constexpr std::uint32_t kTold = 16;  // at a time, while there are more to do
+  whole_.begin(std::move(item));
+  Lock lock(mutex_);
+  const bool isLast = wholes_ == 1;
+  lock.unlock();
+  if (isLast) whole_.settle();
+  lock.lock();
+  out_.set_whole_done(out_.whole_done() + whole_.takeDone());
+  const bool hasFailed = whole_.failure() && !closed_;
+  if (hasFailed) {
+    wire::HaulReply::Failure& failure = *out_.mutable_whole_failed();
+    failure.set_stage(whole_.failure()->stage);
+    failure.mutable_result()->set_code(whole_.failure()->code);
+    failure.mutable_result()->set_text(whole_.failure()->text.substr(0, 4096));
+    closed_ = true;
+  }
+  const bool isTold = hasFailed || out_.whole_done() >= (isLast ? 1 : kTold);
+  if (isLast || isTold) {
+    lock.unlock();
+    whole_.tell();  // what is written down comes before what the client hears
+    lock.lock();
+  }
+  if (--wholes_ == 0) busy_ = false;  // before the client may send what comes next
+  if (isTold) push(lock);
 }
 
 void HaulCall::report(std::string trouble) {

@@ -13,8 +13,10 @@
 #include <hoq/HOQStageService.h>
 
 #include "haul/TransferStream.h"
+#include "server/HaulCreate.h"
 #include "server/Ledger.h"
 #include "server/Pool.h"
+#include "server/WholeTransfers.h"
 
 namespace HOQ::transport {
 
@@ -50,23 +52,17 @@ class HaulCall final : public TransferStream<hoq::v1::HaulReply, hoq::v1::HaulRe
   void endIfIdle() override;
 
  private:
-  struct Create {
-    std::string functional;
-    HOQMessage params;
-    std::string askedBy;
-    bool isReadable;
-    bool isAdmitted;
-    std::string trouble;
-  };
   struct Stage {
     std::string name;
     bool withChannel;
     bool thenFinish;
   };
   struct Finish {};
-  using Command = std::variant<Create, Stage, Finish>;
+  using Command = std::variant<HaulCreate, Stage, Finish, WholeTransfers::Item>;
 
-  static constexpr std::size_t kCommands = 4;  // a client waits for results, so there are few
+  /// Wait at most before no more is read: a client waits for results, so there are few, unless
+  /// transfers come whole.
+  static constexpr std::size_t kCommands = 32;
 
   void startWrite(const hoq::v1::HaulReply& message) override { wire_->write(message); }
   void startRead(hoq::v1::HaulRequest* message) override { wire_->read(message); }
@@ -81,10 +77,12 @@ class HaulCall final : public TransferStream<hoq::v1::HaulReply, hoq::v1::HaulRe
   void run();
   bool nextCommand(Command& command);
   void abandon(Lock& lock);
-  void describe(const Create& create);
-  void perform(Create& create);
+  void describe(const HaulCreate& create);
+  void perform(HaulCreate& create);
   void perform(Stage& stage);
   void perform(Finish&);
+  bool takeWhole(hoq::v1::HaulRequest& message);
+  void perform(WholeTransfers::Item& item);
   void finishTransfer();
   void report(std::string trouble);
   void uncount();
@@ -95,7 +93,9 @@ class HaulCall final : public TransferStream<hoq::v1::HaulReply, hoq::v1::HaulRe
   HaulWire* wire_ = nullptr;  // not owned
   std::deque<Command> commands_;
   bool running_ = false;                 // a thread has the stream
-  bool busy_ = false;                    // from a create to its finish
+  bool busy_ = false;                    // from a create to its finish, or with whole ones
+  std::size_t wholes_ = 0;               // transfers that came whole, and wait or run
+  bool closed_ = false;                  // one of them has failed
   bool finished_ = false;                // the wire's
   std::atomic<bool> uncounted_ = false;  // no more among the open streams
   grpc::Status status_;
@@ -108,6 +108,7 @@ class HaulCall final : public TransferStream<hoq::v1::HaulReply, hoq::v1::HaulRe
   CallRecord record_;
   Clock::time_point began_;
   Ledger::Held held_ = Ledger::Held::kNone;
+  WholeTransfers whole_;
 };
 
 }  // namespace HOQ::transport

@@ -18,7 +18,7 @@ void Ledger::began() {
   ++counters_.active;
 }
 
-void Ledger::ended(const CallRecord& call, Held held) {
+void Ledger::count(const CallRecord& call, Held held) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (held == Held::kRunning) --counters_.active;
@@ -28,6 +28,9 @@ void Ledger::ended(const CallRecord& call, Held held) {
     counters_.bytesOut += call.bytesOut;
   }
   changed_.notify_all();
+}
+
+void Ledger::tell(const CallRecord& call) {
   if (settings_.observer != nullptr) settings_.observer->ended(call);
 }
 

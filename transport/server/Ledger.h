@@ -33,7 +33,13 @@ class Ledger {
   /// Asks for a call or transfer; each kYes is followed by one ended().
   Admission admit();
   void began();  // its operation runs
-  void ended(const CallRecord& call, Held held);
+  void ended(const CallRecord& call, Held held) {
+    count(call, held);
+    tell(call);
+  }
+  /// The two halves of it, for a call that tells of several at once.
+  void count(const CallRecord& call, Held held);
+  void tell(const CallRecord& call);
 
   /// An open stream of transfers. kTooMany: an idle one may give way first.
   Admission admitStream();

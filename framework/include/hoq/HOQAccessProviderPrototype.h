@@ -5,6 +5,7 @@
 
 #include <hoq/HOQEID.h>
 #include <hoq/HOQExport.h>
+#include <hoq/HOQHaulQueue.h>
 #include <hoq/HOQStageSession.h>
 
 namespace HOQ {
@@ -23,6 +24,10 @@ class HOQ_EXPORT HOQAccessProviderPrototype
   /// A session with the functional `name` there. Empty, with the error text set, when there is
   /// none: by default, as for a provider that leads to this process.
   virtual HOQStageSessionPtr openSession(const std::string& name);
+
+  /// A queue of transfers to the functional `name` there. Empty where there is none, by default:
+  /// sessions then do the same, each with its waits.
+  virtual HOQHaulQueuePtr openQueue(const std::string& name);
 };
 
 }  // namespace HOQ

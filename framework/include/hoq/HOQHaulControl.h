@@ -1,6 +1,7 @@
 #pragma once
 
 #include <boost/smart_ptr/intrusive_ptr.hpp>
+#include <cstddef>
 #include <string>
 
 #include <hoq/HOQAccessProviderPrototype.h>
@@ -9,6 +10,7 @@
 #include <hoq/HOQExport.h>
 #include <hoq/HOQFunctional.h>
 #include <hoq/HOQHaulDeserializerPrototype.h>
+#include <hoq/HOQHaulQueue.h>
 #include <hoq/HOQHaulSerializerPrototype.h>
 #include <hoq/HOQRequestModificatorLocal.h>
 
@@ -33,6 +35,24 @@ class HOQ_EXPORT HOQHaulControl : public HOQRequestModificatorLocal<HOQHaulContr
   int start(const HOQConnectionInfo& source, HOQHaulParamsPtr sourceParams,
             const HOQConnectionInfo& destination, HOQHaulParamsPtr destinationParams);
 
+  /// Starts the transfer of a small item behind those that are under way, without waiting: what
+  /// the sending end sends is taken at once, and the other node begins with it when those before
+  /// it have come to a good end. Then 0, and settle() will tell the outcome. Anything else: nothing
+  /// has happened, and when nothing is under way any more, start() will do, and tell of failures.
+  ///
+  /// `contents`: whether the item has any, of which at most kMostAhead bytes are taken.
+  int goAhead(HOQHaulParamsPtr sourceParams, const HOQConnectionInfo& destination,
+              HOQHaulParamsPtr destinationParams, bool contents);
+  static constexpr std::size_t kMostAhead = std::size_t{64} << 10;
+
+  /// How many are under way. Whoever lets it grow waits for the first of them now and then.
+  std::size_t underWay() const { return underWay_; }
+
+  /// Waits for the oldest that is under way. Its code is 0 as start()'s would be, kNodeUnreachable
+  /// or kNodeRefused where that is it, or what the stage returned that failed; what was behind a
+  /// failure is not under way any more, and was not begun. There must be one.
+  HOQHaulOutcome settle();
+
   /// Whether `connection` needs a connection of its own: 0 when it is this process, whose
   /// identifier goes to `eid`; else non-zero, and `eid` as it was.
   static int checkConnectionParams(const HOQConnectionInfo& connection, HOQEID& eid);
@@ -53,7 +73,12 @@ class HOQ_EXPORT HOQHaulControl : public HOQRequestModificatorLocal<HOQHaulContr
  private:
   class Ending;
 
+  int takeAhead(const HOQHaulParamsPtr& params, std::string& contents);
   int setUp(const HOQHaulParamsPtr& sourceParams, const HOQHaulParamsPtr& destinationParams);
+
+  HOQHaulQueuePtr ahead_;  // empty: none was needed yet, or the last one has failed
+  std::size_t underWay_ = 0;
+  bool mayGoAhead_ = true;  // as far as is known
 };
 
 }  // namespace HOQ

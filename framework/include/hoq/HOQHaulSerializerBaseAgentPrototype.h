@@ -1,8 +1,10 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include <hoq/HOQExport.h>
+#include <hoq/HOQHaulQueue.h>
 #include <hoq/HOQHaulSerializerBasePrototype.h>
 #include <hoq/HOQMessageIterator.h>
 #include <hoq/HOQRequestAgent.h>
@@ -25,6 +27,10 @@ class HOQ_EXPORT HOQHaulSerializerBaseAgentPrototype
   int finish() override;
   HOQConnectorPtr createConnectorFromSelf() override;
 
+  /// Instead of create(), the stages and finish(): sends the transfer behind those that are under
+  /// way in `queue`, which is opened if it is empty. -1 when that cannot be done.
+  int sendWhole(HOQHaulQueuePtr& queue, std::optional<std::string> contents);
+
   /// The first code other than 0 that a call to the other node came back with; 0: none yet.
   int firstFailure() const { return firstFailure_; }
 
@@ -39,6 +45,7 @@ class HOQ_EXPORT HOQHaulSerializerBaseAgentPrototype
   int callStageWithHandle(const char* stage, HOQChannelEndPtr end);
 
  private:
+  int putParams(HOQMessage& message);
   int outcome(int code, const char* call);
 
   const std::string functional_;

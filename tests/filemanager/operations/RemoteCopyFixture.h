@@ -16,6 +16,14 @@ namespace HOQ::test {
 class RemoteCopyFixture : public ChangesFixture {
  protected:
   static constexpr char kOther[] = "node:1";
+  // They take what is small whole, ahead of what is said of the items before it.
+  static constexpr char kPrompt[] = "prompt:1";
+  static constexpr char kLate[] = "late:1";
+
+  RemoteCopyFixture() {
+    transport.add(kPrompt).whole = MemoryNode::Whole::kAtOnce;
+    transport.add(kLate).whole = MemoryNode::Whole::kLate;
+  }
 
   void SetUp() override { clearErrorMessage(); }
 

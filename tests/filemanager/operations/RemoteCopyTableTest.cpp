@@ -266,10 +266,11 @@ TEST_P(RemoteCopyTable, EachRow) {
   EXPECT_EQ(node.sessions(), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(ToEachNode, RemoteCopyTable, testing::Values("local:", "node:1"),
+INSTANTIATE_TEST_SUITE_P(ToEachNode, RemoteCopyTable,
+                         testing::Values("local:", "node:1", "prompt:1", "late:1"),
                          [](const auto& address) {
-                           return std::string(address.param) == "local:" ? "ThisProcess"
-                                                                         : "AnotherNode";
+                           const std::string name = address.param;
+                           return name.substr(0, name.find(':'));
                          });
 
 }  // namespace
