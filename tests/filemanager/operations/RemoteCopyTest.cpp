@@ -118,7 +118,7 @@ TEST(RemoteCopyAlone, IsNotProvidedWithoutTransfers) {
 }
 
 TEST_F(RemoteCopy, ADirectoryIsNotCopiedIntoItselfWithoutEnd) {
-  for (const char* address : {"local:", kOther})
+  for (const char* address : {"local:", kOther, kPrompt, kLate})
     for (const bool isThere : {false, true}) {
       SCOPED_TRACE(address);
       empty();
@@ -134,7 +134,7 @@ TEST_F(RemoteCopy, ADirectoryIsNotCopiedIntoItselfWithoutEnd) {
 
 TEST_F(RemoteCopy, ADirectoryIsMergedIntoItselfWithoutHarm) {
   trees::make(dir.path(), "s/d/ s/e/");
-  for (const char* address : {"local:", kOther}) {
+  for (const char* address : {"local:", kOther, kPrompt, kLate}) {
     EXPECT_EQ(copyTo(address, {"s"}, ".", kRecursive).messages, Texts{});
     EXPECT_EQ(left(), "s/d/ s/e/");
   }
