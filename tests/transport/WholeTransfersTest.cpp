@@ -143,7 +143,12 @@ TEST_F(WholeTransfersTest, ANodeThatTakesOneCallAtATimeTakesThemAll) {
   NodeServerSettings one = nodeSettings();
   one.requestsPerClient = 1;
   restart(one);
-  const Strings names = makeFiles(50, 100);
+  Strings names = makeFiles(50, 100);
+  for (const char* large : {"large", "larger"}) {
+    trees::make(from.path(), large + ("=" + std::string(70'000, 'x')));
+    // It needs a stream of its own, for which that of the small ones gives way.
+    names.insert(names.begin() + 25, large);
+  }
   EXPECT_EQ(copy(names), 0);
   EXPECT_EQ(errors, Strings{});
   EXPECT_EQ(trees::snapshot(to.path()), trees::snapshot(from.path()));
