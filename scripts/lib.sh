@@ -44,6 +44,14 @@ install_missing() {
   "${apt[@]}" install -y --no-install-recommends "${missing[@]}"
 }
 
+# make_account: the user that hoqd becomes when root starts it.
+make_account() {
+  ((EUID == 0)) || return 0
+  getent passwd hoq >/dev/null && return 0
+  headline "Making the account hoq"
+  useradd --system --user-group --home-dir /nonexistent --shell /usr/sbin/nologin hoq
+}
+
 # How many compilers fit: one per core, and at least 1.5 GiB of memory for each.
 job_count() {
   local cores memory_kib fitting
