@@ -28,7 +28,7 @@ void Reports::ended(const transport::CallRecord& call) {
   control_.send(audit);
 }
 
-void Reports::sendCounters(const transport::NodeServerCounters& counters) {
+bool Reports::sendCounters(const transport::NodeServerCounters& counters) {
   Counters now;
   for (const auto& [kind, count] : counters.calls) {
     now.calls.push_back({kind.first, kind.second, count});
@@ -39,9 +39,10 @@ void Reports::sendCounters(const transport::NodeServerCounters& counters) {
   now.active = level(counters.active);
   now.waiting = level(counters.waiting);
   now.streams = level(counters.streams);
-  if (now == sent_) return;
+  if (now == sent_) return false;
   control_.send(now);
   sent_ = std::move(now);
+  return true;
 }
 
 }  // namespace HOQ::agent

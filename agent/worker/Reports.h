@@ -14,8 +14,8 @@ class Reports : public transport::CallObserver {
   /// Sends an audit record of a call that changes something.
   void ended(const transport::CallRecord& call) override;
 
-  /// Sends the counters if they have changed since the last time. One thread.
-  void sendCounters(const transport::NodeServerCounters& counters);
+  /// Sends the counters if they have changed since the last time: true. One thread.
+  bool sendCounters(const transport::NodeServerCounters& counters);
 
  private:
   ControlClient& control_;

@@ -1,5 +1,6 @@
 #include "worker/Service.h"
 
+#include <malloc.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -77,10 +78,17 @@ bool Service::waitForMessage() {
   pollfd waiting[] = {{control_.fd(), POLLIN, 0}, {drained_.get(), POLLIN, 0}};
   for (;;) {
     const int ready = ::poll(waiting, 2, kReportMs);
-    reports_.sendCounters(server_->counters());
+    report();
     if (waiting[1].revents) return false;
     if (ready > 0 && waiting[0].revents) return true;
   }
+}
+
+/// What a large answer took goes back to the system as soon as nothing is under way.
+void Service::report() {
+  const transport::NodeServerCounters counters = server_->counters();
+  const bool isNews = reports_.sendCounters(counters);
+  if (isNews && counters.active == 0 && counters.waiting == 0) (void)::malloc_trim(0);
 }
 
 void Service::run() {
@@ -96,7 +104,7 @@ void Service::breakOff() {
   (void)::alarm(kEndSeconds);
   control_.giveUp();
   if (!draining_.joinable()) (void)server_->drain(std::chrono::milliseconds(0));
-  reports_.sendCounters(server_->counters());
+  (void)reports_.sendCounters(server_->counters());  // what there is to say
 }
 
 void Service::obey(const Message& message, tls::UniqueFd descriptor) {

@@ -33,6 +33,7 @@ class Service {
 
  private:
   bool waitForMessage();
+  void report();
   void breakOff();
   void obey(const Message& message, tls::UniqueFd descriptor);
   void drain(const Drain& order);
