@@ -3,29 +3,7 @@
 import os
 
 from daemon import main
-from nodes import Nodes, until
-
-LARGE = 3_000_000
-
-
-class Faults(Nodes):
-    """`self.there` gives up what stands still for a second; `self.data` is what "large" holds."""
-
-    def setUp(self):
-        super().setUp()
-        self.there = self.serve(("admin", "read change"), ("localhost", "read change"),
-                                limits="idle_seconds = 1", top='metrics = "127.0.0.1:0"',
-                                name="strict.toml")
-        self.data = self.fill("large", LARGE)
-        self.make("far/", "far/kept=kept")
-        self.link = self.relay()
-        self.assert_serves()
-
-    def place(self, name):
-        return f"{self.link.address}:{self.dir}/far/{name}"
-
-    def assert_nothing_came(self):
-        self.assertEqual(self.contents("far"), {"kept": (b"kept", 0o644)})
+from nodes import LARGE, Faults, until
 
 
 class FromHere(Faults):
@@ -35,7 +13,7 @@ class FromHere(Faults):
         before = self.holdings(self.there)
         for of, after in (("client", 0), ("client", 400), ("client", 4000), ("client", 100_000),
                           ("client", LARGE - 100_000), ("server", 0), ("server", 1000),
-                          ("server", 2200)):
+                          ("server", 2050)):
             with self.subTest(of=of, after=after):
                 self.link.fault("cut", after, of)
                 status, error = self.finish(self.begin("cp", "large", self.place("large")))
@@ -59,7 +37,7 @@ class FromHere(Faults):
     def test_a_bit_that_is_changed_is_found_and_nothing_of_it_arrives(self):
         before = self.holdings(self.there)
         for of, after in (("client", 300), ("client", 100_000), ("client", LARGE - 100_000),
-                          ("server", 200), ("server", 2200)):
+                          ("server", 200), ("server", 2050)):
             with self.subTest(of=of, after=after):
                 self.link.fault("flip", after, of)
                 status, error = self.finish(self.begin("cp", "large", self.place("large")))
@@ -93,50 +71,6 @@ class FromHere(Faults):
         until(lambda: os.listdir(self.path("far")) == [b"kept"],
               lambda: os.listdir(self.path("far")))
 
-    def contents_of_many(self):
-        self.make("many/")
-        for number in range(200):
-            self.fill(f"many/{number}", 20_000)
-        return self.contents("many")
-
-    def test_put_and_get_put_nothing_in_place_when_the_link_is_lost(self):
-        self.contents_of_many()
-        self.make("here/")
-        for command, arguments, of in (("put", ["many", f"{self.dir}/far/new"], "client"),
-                                       ("get", [f"{self.dir}/many", "here/new"], "server")):
-            for kind in ("cut", "flip"):
-                with self.subTest(command=command, kind=kind):
-                    self.link.fault(kind, 1_500_000, of)
-                    status, error = self.finish(self.begin(
-                        "--node", self.link.address, command, "-R", *arguments))
-                    self.assertTrue(self.link.struck.is_set())
-                    self.assertEqual((status, error.count("\n")), (3, 1), error)
-                    self.assertIn(f"Lost the connection to node \"{self.link.address}\"", error)
-                    self.assert_nothing_came()
-                    self.assertEqual(self.contents("here"), {})
-
-    def test_a_worker_whose_links_broke_ends_in_order(self):
-        self.contents_of_many()
-        for _ in range(5):  # with something unsent, most of the time
-            self.link.fault("cut", 1_500_000, "server")
-            self.finish(self.begin("--node", self.link.address, "get", "-R", f"{self.dir}/many",
-                                   "new"))
-        [worker] = self.there.workers()
-        self.configure(("admin", "read"), limits="idle_seconds = 1", name="strict.toml")
-        self.there.reload()
-        self.assertIn("exit status 0", self.there.log.wait(f"worker {worker} for admin ended"))
-
-    def test_a_put_that_lost_its_link_goes_on_where_it_was(self):
-        many = self.contents_of_many()
-        put = ["--node", self.link.address, "put", "-R", "--resume", "many", f"{self.dir}/far/new"]
-        self.link.fault("cut", 1_500_000)
-        self.assertEqual(self.finish(self.begin(*put))[0], 3)
-        self.assertFalse(self.exists("far/new"))
-        self.link.heal()
-        self.assertEqual(self.finish(self.begin(*put)), (0, ""))
-        self.assertEqual(self.contents("far/new"), many)
-        self.assertEqual(sorted(os.listdir(self.path("far"))), [b"kept", b"new"])
-
     def test_a_slow_link_is_no_stuck_one(self):
         data = self.fill("slow", 800_000)
         self.link.pace(16384, 0.04)  # twice the limit for what stands still
@@ -157,27 +91,6 @@ class FromHere(Faults):
         self.assertIn(self.link.address, error)
         self.assert_nothing_came()
         self.assert_held_no_more(self.there, before)
-
-
-    def test_a_put_or_get_over_a_stuck_link_is_given_up_by_the_node(self):
-        for command, operation, arguments, of in (
-                ("put", "Upload", ["large", f"{self.dir}/far/new"], "client"),
-                ("get", "Download", [f"{self.dir}/large", "new"], "server")):
-            with self.subTest(command):
-                before = self.holdings(self.there)
-                self.link.fault("stall", 1_000_000, of)
-                process = self.begin("--node", self.link.address, command, *arguments)
-                self.link.await_struck()
-                ended = f'hoqd_calls_total{{client="admin",operation="{operation}",code="-1"}}'
-                until(lambda: ended in self.metrics(self.there), lambda: self.metrics(self.there))
-                self.assertIsNone(process.poll())
-                self.assert_serves()
-                self.link.heal()
-                status, error = self.finish(process)
-                self.assertEqual((status, error.count("\n")), (3, 1), error)
-                self.assertFalse(self.exists("new"))
-                self.assert_nothing_came()
-                self.assert_held_no_more(self.there, before)
 
 
 class FromNodeToNode(Faults):

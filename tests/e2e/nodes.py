@@ -9,6 +9,8 @@ from daemon import DEADLINE, DaemonTest
 from hoqtest import HOQ, environment
 from relay import Relay
 
+LARGE = 3_000_000
+
 
 def until(condition, what):
     """Waits until `condition()` is true, which it is asked again and again."""
@@ -134,3 +136,23 @@ class Nodes(DaemonTest):
         self.make("probe=probe")
         self.done(self.hoq(*self.files(), "cp", "-f", "probe", self.target("probed", daemon)))
         self.assertEqual(self.read("probed"), b"probe")
+
+
+class Faults(Nodes):
+    """`self.there` gives up what stands still for a second; `self.data` is what "large" holds."""
+
+    def setUp(self):
+        super().setUp()
+        self.there = self.serve(("admin", "read change"), ("localhost", "read change"),
+                                limits="idle_seconds = 1", top='metrics = "127.0.0.1:0"',
+                                name="strict.toml")
+        self.data = self.fill("large", LARGE)
+        self.make("far/", "far/kept=kept")
+        self.link = self.relay()
+        self.assert_serves()
+
+    def place(self, name):
+        return f"{self.link.address}:{self.dir}/far/{name}"
+
+    def assert_nothing_came(self):
+        self.assertEqual(self.contents("far"), {"kept": (b"kept", 0o644)})
