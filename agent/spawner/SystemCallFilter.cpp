@@ -19,7 +19,8 @@ namespace HOQ::agent {
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-// The leak checker stops its own process with ptrace(2), from a process that it makes.
+// The leak checker stops its own process with ptrace(2), from a process that it makes, and runtimes
+// may ask for fixed addresses.
 constexpr bool kSanitized = true;
 #else
 constexpr bool kSanitized = false;
@@ -76,7 +77,6 @@ constexpr int kOfAll[] = {
     SYS_adjtimex,
     SYS_clock_adjtime,
     SYS_vhangup,
-    SYS_personality,
     SYS_add_key,
     SYS_request_key,
     SYS_keyctl,
@@ -187,7 +187,10 @@ std::string giveUp(SystemCalls calls) {
   if (kArchitecture == 0) return "";
   Program program;
   for (const int call : kOfAll) program.deny(call);
-  if (!kSanitized) program.deny(SYS_ptrace);
+  if (!kSanitized) {
+    program.deny(SYS_ptrace);
+    program.deny(SYS_personality);
+  }
   if (calls == SystemCalls::OfFront) {
     for (const int call : kOfFront) program.deny(call);
     if (!kSanitized) program.denyProcesses();

@@ -8,6 +8,7 @@
 #include "config/AddressCheck.h"
 #include "config/ClientName.h"
 #include "config/Configuration.h"
+#include "config/PeerPattern.h"
 
 using namespace HOQ::agent;
 
@@ -34,7 +35,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (const ClientEntry& client : taken.clients) {
     require(!client.name.empty() && badClientName(client.name).empty());
     require(client.runAs.empty() || client.runAs == "files");
+    require(client.umask <= 0777 && client.roots.empty());
   }
+  for (const PeerEntry& peer : taken.peers) require(badPeerPattern(peer.address).empty());
   require(taken.limits.connections >= 1 && taken.limits.messageBytes >= 512 * 1024);
   return 0;
 }

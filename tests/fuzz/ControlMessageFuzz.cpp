@@ -1,4 +1,4 @@
-// Whatever the other end of the control socket sends: it is refused, or is a message that goes
+// Whatever the other end of a control socket sends: it is refused, or is a message that goes
 // through encoding and decoding unchanged.
 
 #include <cstddef>
@@ -29,7 +29,8 @@ void decodeAs(Sender sender, std::string_view bytes) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  decodeAs(Sender::Front, bytes);
-  decodeAs(Sender::Worker, bytes);
+  for (const Sender sender : {Sender::Front, Sender::Worker, Sender::Starter, Sender::Spawner}) {
+    decodeAs(sender, bytes);
+  }
   return 0;
 }
