@@ -35,8 +35,9 @@ void limitRights(const std::string& most, Welcome& welcome) {
   welcome.mayChange = welcome.mayChange && names("change");
 }
 
-int work(int argc, char** argv) {
-  if (!startedByDaemon()) {
+/// `rights`: what limitRights() takes.
+int work(const std::string& rights) {
+  if (rights.empty() || !startedByDaemon()) {
     std::fprintf(stderr, "hoq-worker: this program is started by hoqd\n");
     return kUsage;
   }
@@ -55,8 +56,7 @@ int work(int argc, char** argv) {
     control.log(LogLevel::Error, "hoqd and hoq-worker are not of the same build");
     return kFailed;
   }
-  if (argc != 3) return kUsage;
-  limitRights(argv[2], *welcome);
+  limitRights(rights, *welcome);
   Service service(control);
   if (!service.start(*welcome)) return kFailed;
   service.run();
@@ -67,5 +67,5 @@ int work(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   // Everything has ended in order but gRPC, whose threads the system ends.
-  std::_Exit(work(argc, argv));
+  std::_Exit(work(argc == 3 ? argv[2] : ""));
 }
