@@ -4,7 +4,7 @@ import os
 import resource
 import subprocess
 
-from daemon import main
+from daemon import HOQD, Daemon, main
 from nodes import Nodes
 
 LARGE = 6_000_000
@@ -64,14 +64,16 @@ class FullDisk(NoRoom):
 
 
 class SizeLimit(NoRoom):
-    def limited(self, **more):
-        """A node whose workers may write no file beyond the limit."""
-        daemon = self.serve(("admin", "read change"), name="limited.toml", **more)
-        resource.prlimit(daemon.process.pid, resource.RLIMIT_FSIZE, (LIMIT, LIMIT))
+    def limited(self, limit, **more):
+        """A node that may write no file beyond the limit."""
+        config = self.configure(("admin", "read change"), name="limited.toml", **more)
+        daemon = Daemon(config, command=["prlimit", f"--fsize={limit}", HOQD, "--config", config])
+        self.addCleanup(daemon.stop)
+        daemon.address()
         return daemon
 
     def test_a_limit_is_told_by_a_worker_that_lives_on(self):
-        daemon = self.limited()
+        daemon = self.limited(LIMIT)
         self.assert_serves(daemon)
         workers = daemon.workers()
         self.check_copies(daemon)
@@ -94,8 +96,7 @@ class SizeLimit(NoRoom):
                 self.assert_only_kept()
 
     def test_an_audit_beyond_the_limit_is_in_the_log(self):
-        daemon = self.serve(("admin", "read change"), name="audited.toml", top='audit = "audit"')
-        resource.prlimit(daemon.process.pid, resource.RLIMIT_FSIZE, (100, 100))
+        daemon = self.limited(100, top='audit = "audit"')
         admin = self.client(daemon, "admin")
         self.assertEqual(admin.mkdir(self.path("d"))[0], 0)
         daemon.log.wait(r"cannot write to .*audit: File too large; audit: .*Mkdir")
