@@ -21,6 +21,13 @@ std::string howEnded(int status) {
 
 }  // namespace
 
+ForkLauncher::~ForkLauncher() {
+  children_.clear();  // they are strays now
+  do {
+    endStrays();
+  } while (::waitpid(-1, nullptr, 0) > 0 || errno == EINTR);
+}
+
 tls::Result<pid_t> ForkLauncher::launch(const WorkerPlan& plan, int control) {
   const pid_t parent = ::getpid();
   const pid_t child = ::fork();

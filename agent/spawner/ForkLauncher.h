@@ -17,6 +17,11 @@ class ForkLauncher : public Launcher {
   ForkLauncher(std::string program, std::vector<std::string> folders)
       : program_(std::move(program)), folders_(std::move(folders)) {}
 
+  /// Ends all that is left, and waits for it.
+  ~ForkLauncher() override;
+  ForkLauncher(const ForkLauncher&) = delete;
+  ForkLauncher& operator=(const ForkLauncher&) = delete;
+
   tls::Result<pid_t> launch(const WorkerPlan& plan, int control) override;
 
   /// Ends its process group, too.
