@@ -189,6 +189,29 @@ class WhoIsWho(IdentityTest):
         self.assertEqual(len(os.listdir(self.shared)), 600)
 
 
+class TwoNodes(IdentityTest):
+    def test_a_tree_goes_from_user_to_user(self):
+        """As the same user on both: what it may not read does not go, what arrives is its own."""
+        node = self.authority.issue("second", "DNS:localhost,IP:127.0.0.1")
+        first = self.serve(*self.entries(), name="first.toml")
+        second = self.serve(("localhost", "change", f'run_as = "{OTHER}"'), name="second.toml",
+                            node=node, top='audit = "audit"')
+        self.make("shared/tree/", "shared/tree/open=text", "shared/tree/closed=secret", "shared/to/")
+        os.chmod(self.path("shared/tree/closed"), 0o600)
+        os.chmod(self.path("shared/to"), 0o777)
+        request = {"paths": [f"{self.shared}/tree"], "node": second.address(),
+                   "destination": f"{self.shared}/to", "options": RECURSIVE}
+        result = self.on(first, "me", "call", "copyToNode", stdin=json.dumps(request).encode())
+        self.assertIn(b"Cannot open file to read", result.out)
+        arrived = os.path.join(self.shared, "to", "tree")
+        self.assertEqual(os.listdir(arrived), ["open"])
+        for path in (arrived, os.path.join(arrived, "open")):
+            self.assertEqual(os.stat(path).st_uid, uid(OTHER))
+        with open(self.path("audit"), encoding="utf-8") as stream:
+            asked = {(line["client"], line["askedBy"]) for line in map(json.loads, stream)}
+        self.assertEqual(asked, {("localhost", "me")})
+
+
 class WhatTheKernelSays(IdentityTest):
     """The same operations by the same user, on a node and without one."""
 
