@@ -173,14 +173,13 @@ class WhoIsWho(IdentityTest):
         daemon = self.serve(*self.entries())
         wrong = []
 
-        def work(name, user):
-            client = self.client(daemon, name)
+        def work(name, user, client):
             for number in range(300):
                 made = os.path.join(self.shared, f"{name}{number}")
                 if client.mkdir(made) != (0, []) or os.stat(made).st_uid != uid(user):
                     wrong.append(made)
-        threads = [threading.Thread(target=work, args=pair) for pair in
-                   (("me", ME), ("other", OTHER))]
+        threads = [threading.Thread(target=work, args=(name, user, self.client(daemon, name)))
+                   for name, user in (("me", ME), ("other", OTHER))]
         for thread in threads:
             thread.start()
         for thread in threads:
