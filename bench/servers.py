@@ -2,6 +2,7 @@
 sshd of our own. Each is a process of ours that is ended by its id."""
 
 import os
+import pwd
 import shutil
 import socket
 import subprocess
@@ -66,37 +67,58 @@ class Authority:
         return tuple(os.path.join(self.folder, f"{name}.{end}") for end in ("pem", "key"))
 
 
+FRONT = "hoq"  # the account that a daemon which root starts becomes
+
+
+def _give_to_front(path):
+    with open(path, "ab"):
+        pass
+    try:
+        shutil.chown(path, FRONT, FRONT)
+    except LookupError as error:
+        raise Failed(f'there is no account "{FRONT}", which scripts/bench nodes makes') from error
+
+
 class Node(Server):
-    """A hoqd on a port that the system chooses; `clients` may do everything on it."""
+    """A hoqd on a port that the system chooses; `clients` may do everything on it, as ourselves."""
 
     def __init__(self, hoqd, authority, name, clients, folder):
         certificate, key = authority.issue(name)
+        if os.geteuid() == 0:
+            os.chmod(folder, 0o755)
+            _give_to_front(key)
+            _give_to_front(os.path.join(folder, name + ".audit"))
+        myself = pwd.getpwuid(os.geteuid()).pw_name
         entries = "".join(f'[[client]]\nname = "{client}"\nrights = ["read", "change"]\n'
                           for client in clients)
         config = os.path.join(folder, name + ".toml")
         with open(config, "w") as file:
             file.write(f'listen = ["127.0.0.1:0"]\nstate = "{name}.state"\n'
-                       f'audit = "{name}.audit"\n'
+                       f'audit = "{name}.audit"\ndefault_run_as = "{myself}"\n'
                        f'[tls]\nca = "{authority.ca}"\ncert = "{certificate}"\nkey = "{key}"\n'
                        f"{entries}")
         super().__init__([hoqd, "--config", config], os.path.join(folder, name + ".log"))
         self.address = self.line("listening ")
 
     def processes(self):
-        """(what it is, its process id) of the front and the workers that are there."""
-        found = [("front", self.process.pid)]
-        for entry in os.listdir("/proc"):
-            if entry.isdigit() and _parent(entry) == self.process.pid:
-                found.append(("worker", int(entry)))
-        return found
+        """(what it is, its process id) of the front, its spawner and the workers that are there."""
+        parents = _parents()
+        spawners = {process for process, parent in parents.items() if parent == self.process.pid}
+        return [("front", self.process.pid), *(("spawner", process) for process in spawners),
+                *(("worker", process) for process, parent in parents.items() if parent in spawners)]
 
 
-def _parent(process):
-    try:
-        with open(f"/proc/{process}/stat") as file:
-            return int(file.read().rsplit(")", 1)[1].split()[1])
-    except OSError:
-        return None
+def _parents():
+    """The parent of every process."""
+    found = {}
+    for entry in os.listdir("/proc"):
+        if entry.isdigit():
+            try:
+                with open(f"/proc/{entry}/stat") as file:
+                    found[int(entry)] = int(file.read().rsplit(")", 1)[1].split()[1])
+            except OSError:
+                pass  # it has ended
+    return found
 
 
 class Sshd(Server):
