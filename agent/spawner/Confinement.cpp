@@ -14,6 +14,7 @@
 #include <system_error>
 #include <utility>
 
+#include "spawner/Landlock.h"
 #include "tls/UniqueFd.h"
 
 namespace HOQ::agent {
@@ -166,6 +167,8 @@ std::string confine(const Confinement& confinement) try {
   for (const char* file : kFiles) scaffold.add(file, Scaffold::kInert);
   for (const char* device : kDevices) scaffold.add(device, MOUNT_ATTR_NOSUID);
   scaffold.raise();
+  if (std::string why = lockWrites(confinement.roots, confinement.readOnly); !why.empty())
+    throw Failure{std::move(why)};
   return "";
 } catch (const Failure& failure) {
   return "cannot confine it to its roots: " + failure.text;

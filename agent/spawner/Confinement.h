@@ -17,6 +17,8 @@ struct Confinement {
 /// contents; nothing else of the system, no /proc among it. Working directory and root are its
 /// "/" then. Descriptors that are open stay; the caller sees to them.
 ///
+/// Where the kernel has Landlock, changes are kept within the roots by that as well.
+///
 /// A root must be a folder that no link leads to, or whoever may change the link could choose what
 /// is shown. In roots devices are not devices and set-user-id programs gain nothing. The folders
 /// above a root are not there, so their modes do not count.
