@@ -1,3 +1,4 @@
+import contextlib
 import os
 import socket
 import ssl
@@ -139,7 +140,8 @@ class Clients(DaemonTest):
         client = self.client(daemon, "admin")
         self.assertEqual(client.info().client, b"admin")
         stream = self.tls(daemon, self.certificate("admin"))
-        stream.sendall(b"\x00\x01garbage" * 5000)
+        with contextlib.suppress(OSError):  # it need not hear all of it
+            stream.sendall(b"\x00\x01garbage" * 5000)
         read_all(stream)
         self.assertEqual(client.info().client, b"admin")
         self.assertEqual(len(daemon.workers()), 1)
