@@ -87,7 +87,7 @@ complete -o bashdefault -o default -F _hoq hoq
   return out;
 }
 
-/// One specification of _arguments for each option, all of whose names exclude one another.
+/// An entry for _arguments for each name of an option; the names of one exclude one another.
 void addZshOptions(std::string& out, const Options& options, const char* indent) {
   for (const Option& option : options) {
     const std::vector<std::string> names = namesOf({option});

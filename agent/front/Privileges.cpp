@@ -20,12 +20,6 @@ std::string failure(const std::string& what, int error) {
   return what + ": " + std::generic_category().message(error);
 }
 
-HOQUserCredentials noIdentity() {
-  HOQUserCredentials identity(HOQUserCredentials::kNone, HOQUserCredentials::kNone);
-  identity.umask = -1;
-  return identity;
-}
-
 /// Whether the folder of a UNIX socket is root's, so that its user cannot make a name there.
 bool isInRootsFolder(const tls::Address& address) {
   const std::string& path = address.path();
@@ -33,13 +27,6 @@ bool isInRootsFolder(const tls::Address& address) {
   struct stat info {};
   return ::stat(slash == 0 ? "/" : path.substr(0, slash).c_str(), &info) == 0 && info.st_uid == 0;
 }
-
-/// Identities come as ids.
-class NoNames : public HOQIdentityNames {
- public:
-  int userId(const std::string&, std::uint32_t&) override { return -1; }
-  int groupId(const std::string&, std::uint32_t&) override { return -1; }
-};
 
 }  // namespace
 
@@ -60,7 +47,7 @@ Listeners::Opened openAsRoot(const Configuration& configuration,
 }
 
 std::string makeStateFolder(const Configuration& configuration) {
-  HOQUserCredentials user = noIdentity();
+  HOQUserCredentials user = emptyCredentials();
   if (credentialsOf(configuration.user, user) != 0) return failure("user", errno);
   const std::string& folder = configuration.state;
   if (::mkdir(folder.c_str(), 0700) != 0) {
@@ -74,12 +61,11 @@ std::string makeStateFolder(const Configuration& configuration) {
 }
 
 std::string dropRoot(const Configuration& configuration) {
-  HOQUserCredentials user = noIdentity();
+  HOQUserCredentials user = emptyCredentials();
   if (credentialsOf(configuration.user, user) != 0) {
     return "there is no user \"" + configuration.user + "\"";
   }
-  NoNames names;
-  if (takeIdentity(user, names) != 0) {
+  if (takeIdentity(user) != 0) {
     return failure("cannot become the user \"" + configuration.user + "\"", errno);
   }
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

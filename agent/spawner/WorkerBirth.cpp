@@ -102,19 +102,11 @@ std::string narrowRoot(bool isConfined) {
   return "";
 }
 
-/// Identities come as ids.
-class NoNames : public HOQIdentityNames {
- public:
-  int userId(const std::string&, std::uint32_t&) override { return -1; }
-  int groupId(const std::string&, std::uint32_t&) override { return -1; }
-};
-
 std::string takeOn(const HOQUserCredentials& identity, bool isConfined) {
   if (identity.uid == 0) {
     if (std::string why = narrowRoot(isConfined); !why.empty()) return why;
   }
-  NoNames names;
-  if (takeIdentity(identity, names) != 0) return failure("identity", errno);
+  if (takeIdentity(identity) != 0) return failure("identity", errno);
   const std::string why = whyNotOnly(identity);
   return why.empty() ? "" : "identity: " + why;
 }

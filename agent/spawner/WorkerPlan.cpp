@@ -11,21 +11,14 @@
 namespace HOQ::agent {
 namespace {
 
-constexpr std::uint32_t kNone = HOQUserCredentials::kNone;
 constexpr char kNobody[] = "nobody";
 
 /// Nobody's ids where the databases have no account: those that the system itself shows for what
 /// it cannot map.
 constexpr std::uint32_t kOverflowId = 65534;
 
-HOQUserCredentials noIdentity() {
-  HOQUserCredentials identity(kNone, kNone);
-  identity.umask = -1;
-  return identity;
-}
-
 HOQUserCredentials withoutAccount(std::uint32_t uid) {
-  HOQUserCredentials identity = noIdentity();
+  HOQUserCredentials identity = emptyCredentials();
   identity.uid = uid;
   identity.gids = {kOverflowId};
   return identity;
@@ -33,13 +26,13 @@ HOQUserCredentials withoutAccount(std::uint32_t uid) {
 
 /// Users without an account may connect to a UNIX socket, and are who they are.
 HOQUserCredentials ofPeer(uid_t uid) {
-  HOQUserCredentials identity = noIdentity();
+  HOQUserCredentials identity = emptyCredentials();
   if (credentialsOf(static_cast<std::uint32_t>(uid), identity) == 0) return identity;
   return withoutAccount(uid);
 }
 
 HOQUserCredentials ofNobody() {
-  HOQUserCredentials identity = noIdentity();
+  HOQUserCredentials identity = emptyCredentials();
   const bool known = credentialsOf(kNobody, identity) == 0 && identity.uid != 0;
   if (known && std::find(identity.gids.begin(), identity.gids.end(), 0u) == identity.gids.end()) {
     return identity;
@@ -59,7 +52,7 @@ std::string addIdentity(const ClientEntry& entry, WorkerPlan& plan) {
     plan.identity = ofPeer(*uid);
     return "";
   }
-  plan.identity = noIdentity();
+  plan.identity = emptyCredentials();
   if (credentialsOf(entry.runAs, *plan.identity) == 0) return "";
   const int error = errno;
   if (error != 0) {
@@ -73,7 +66,7 @@ std::string addIdentity(const ClientEntry& entry, WorkerPlan& plan) {
 /// Accounts may have changed since the configuration was judged: nobody is to be the front's user,
 /// which has the node's key.
 bool isFronts(const WorkerPlan& plan, const Configuration& configuration) {
-  HOQUserCredentials front = noIdentity();
+  HOQUserCredentials front = emptyCredentials();
   return credentialsOf(configuration.user, front) == 0 && plan.identity->uid == front.uid;
 }
 

@@ -121,6 +121,15 @@ class SystemNames : public HOQIdentityNames {
   }
 };
 
+class NoNames final : public HOQIdentityNames {
+ public:
+  int userId(const std::string&, std::uint32_t&) override {
+    errno = 0;
+    return -1;
+  }
+  int groupId(const std::string&, std::uint32_t&) override { return -1; }
+};
+
 }  // namespace
 
 HOQIdentityNames::~HOQIdentityNames() = default;
@@ -142,6 +151,17 @@ int takeIdentity(const HOQUserCredentials& credentials, HOQIdentityNames& names)
   if (uid == kNone && !credentials.name.empty() && names.userId(credentials.name, uid) != 0)
     return -1;
   return uid != kNone && setuid(uid) != 0 ? -1 : 0;
+}
+
+int takeIdentity(const HOQUserCredentials& credentials) {
+  NoNames names;
+  return takeIdentity(credentials, names);
+}
+
+HOQUserCredentials emptyCredentials() {
+  HOQUserCredentials credentials(kNone, kNone);
+  credentials.umask = -1;
+  return credentials;
 }
 
 int credentialsOf(const std::string& user, HOQUserCredentials& credentials) {

@@ -17,22 +17,11 @@ namespace {
 constexpr std::uint32_t kNone = HOQUserCredentials::kNone;
 
 /// No names are to be looked up.
-class NoNames : public HOQIdentityNames {
- public:
-  int userId(const std::string&, std::uint32_t&) override { return -1; }
-  int groupId(const std::string&, std::uint32_t&) override { return -1; }
-};
-
 HOQUserCredentials identity(std::uint32_t uid, std::vector<std::uint32_t> gids) {
-  HOQUserCredentials credentials(uid, kNone);
+  HOQUserCredentials credentials = emptyCredentials();
+  credentials.uid = uid;
   credentials.gids = std::move(gids);
-  credentials.umask = -1;
   return credentials;
-}
-
-int take(const HOQUserCredentials& credentials) {
-  NoNames names;
-  return takeIdentity(credentials, names);
 }
 
 // What an identity's steps do is tested with the routine's setCredentials, which is made of them.
@@ -41,12 +30,30 @@ TEST(Identity, WhatWasTakenIsAllThatThereIs) {
   HOQ_NEEDS_ROOT("only it changes its user");
   EXPECT_EQ(inChild([] {
               const HOQUserCredentials user = identity(4321, {1234, 1235});
-              ASSERT_EQ(take(user), 0);
+              ASSERT_EQ(takeIdentity(user), 0);
               EXPECT_EQ(whyNotOnly(user), "");
               EXPECT_EQ(getuid(), 4321U) << "looking changes nothing";
               EXPECT_EQ(getgid(), 1234U);
             }),
             "");
+}
+
+TEST(Identity, CredentialsThatSayNothingChangeNothing) {
+  EXPECT_EQ(inChild([] {
+              const mode_t before = umask(027);
+              ASSERT_EQ(takeIdentity(emptyCredentials()), 0);
+              EXPECT_EQ(umask(before), 027U);
+              EXPECT_TRUE(isOwnIdentity(emptyCredentials()));
+            }),
+            "");
+}
+
+TEST(Identity, ByIdsAloneAUsersNameIsOneThatIsNotFound) {
+  HOQUserCredentials named = emptyCredentials();
+  named.name = "root";
+  errno = EIO;
+  EXPECT_EQ(takeIdentity(named), -1);
+  EXPECT_EQ(errno, 0);
 }
 
 TEST(Identity, WhatIsLeftOfAnotherIsFound) {
@@ -102,7 +109,7 @@ TEST(Identity, WhatIsLeftOfAnotherIsFound) {
 TEST(Identity, RootIsRootWhenItsIdsAndGroupsAre) {
   HOQ_NEEDS_ROOT("it is root's identity");
   EXPECT_EQ(inChild([] {
-              ASSERT_EQ(take(identity(0, {0})), 0);
+              ASSERT_EQ(takeIdentity(identity(0, {0})), 0);
               EXPECT_EQ(whyNotOnly(identity(0, {0})), "");
               EXPECT_NE(whyNotOnly(identity(0, {0, 1})), "");
             }),

@@ -33,6 +33,12 @@ class HOQ_EXPORT HOQIdentityNames {
 /// it are done then. Who means to give something up for good asks whyNotOnly() afterwards.
 HOQ_EXPORT int takeIdentity(const HOQUserCredentials& credentials, HOQIdentityNames& names);
 
+/// The same by ids alone: names count as not found.
+HOQ_EXPORT int takeIdentity(const HOQUserCredentials& credentials);
+
+/// Credentials that say nothing, not even a umask.
+HOQ_EXPORT HOQUserCredentials emptyCredentials();
+
 /// Fills `credentials` with a user's name, id and groups, as the system's databases have them: the
 /// primary group first, the supplementary ones after it, so that whoever takes them keeps none of
 /// its own. The umask stays as it is. 0; -1 with errno, 0 where there is no such user; then
