@@ -147,6 +147,7 @@ class Run {
     const int code = side_.write(transfer, bytes.data(), bytes.size());
     require(code == 0 || code == -1);
     require(code != 0 || transfer == side_.transfer());
+    if (code != 0) isWhole_ = false;  // it was given up where nothing passed
   }
 
   void read() {
@@ -155,6 +156,7 @@ class Run {
     std::size_t got = 0;
     const int code = side_.read(transfer, buffer.data(), buffer.size(), got);
     require(got <= buffer.size());
+    if (code != 0) isWhole_ = false;
     require(got == 0 || (code == 0 && transfer == side_.transfer()));
     require(got <= came_.size() && came_.compare(0, got, buffer, 0, got) == 0);
     came_.erase(0, got);
