@@ -49,7 +49,7 @@ make_account() {
   ((EUID == 0)) || return 0
   getent passwd hoq >/dev/null && return 0
   headline "Making the account hoq"
-  useradd --system --user-group --home-dir /nonexistent --shell /usr/sbin/nologin hoq
+  /usr/sbin/useradd --system --user-group --home-dir /nonexistent --shell /usr/sbin/nologin hoq
 }
 
 # How many compilers fit: one per core, and at least 1.5 GiB of memory for each.
