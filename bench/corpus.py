@@ -8,6 +8,8 @@ by another recipe, is made anew.
 import os
 import random
 import shutil
+from dataclasses import dataclass
+from typing import Callable
 
 # Part of every tree's stamp: raise it when a maker below makes other files.
 RECIPE = 1
@@ -27,8 +29,12 @@ class Tree:
 
 def obtain(place, name, scale=1.0):
     """The tree `name` (see MAKERS) below the directory `place`, made if it is not there."""
-    maker, size = MAKERS[name]
-    count = max(1, round(size * scale))
+    return obtain_count(place, name, max(1, round(MAKERS[name].size * scale)))
+
+
+def obtain_count(place, name, count):
+    """As obtain(), with so many files."""
+    maker = MAKERS[name].make
     path = os.path.join(place, f"{name}-{count}")
     stamp = path + ".complete"
     try:
@@ -106,11 +112,20 @@ class _Writer:
         self.entries += 1
         self.files += 1
 
+    def file_of(self, name, contents):
+        with os.fdopen(os.open(name, os.O_WRONLY | os.O_CREAT | os.O_EXCL, 0o644,
+                               dir_fd=self.root), "wb") as file:
+            file.write(contents)
+        time = FIRST_TIME + 61 * self.entries
+        os.utime(name, (time, time), dir_fd=self.root)
+        self.entries += 1
+        self.files += 1
+
     def made(self):
         return self.entries, self.files
 
 
-def _small(root, count):
+def _small(root, count, least=1024, most=3072):
     """Files of 1 to 3 KiB, 100 in a directory, 24 directories in each of those at the top."""
     with _Writer(root) as tree:
         directory = ""
@@ -119,8 +134,13 @@ def _small(root, count):
                 top, below = divmod(number // 100, 25)
                 directory = f"d{top:03}" if below == 0 else f"d{top:03}/d{below:02}"
                 tree.directory(directory)
-            tree.file(f"{directory}/file-{number:06}.txt", tree.random.randint(1024, 3072))
+            tree.file(f"{directory}/file-{number:06}.txt", tree.random.randint(least, most))
         return tree.made()
+
+
+def _plain(root, count):
+    """As _small, of empty files."""
+    return _small(root, count, 0, 0)
 
 
 def _wide(root, count):
@@ -164,6 +184,21 @@ def _source(root, count):
         return tree.made()
 
 
+def _types(root, count):
+    """Files of one directory, each of another kind than the one before it."""
+    kinds = (("txt", b"Some lines of text,\nas people write them.\n"), ("sh", b"#!/bin/sh\nexit 0\n"),
+             ("json", b'{"name": "value", "list": [1, 2, 3]}\n'), ("gz", b"\x1f\x8b\x08\0\0\0\0\0"),
+             ("png", b"\x89PNG\r\n\x1a\n\0\0\0\rIHDR\0\0\0\x10\0\0\0\x10\x08\x02\0\0\0"),
+             ("c", b"#include <stdio.h>\n\nint main(void) { return 0; }\n"), ("empty", b""),
+             ("html", b"<!DOCTYPE html>\n<html><body>text</body></html>\n"),
+             ("pdf", b"%PDF-1.7\n"), ("data", bytes(range(128, 256))))
+    with _Writer(root) as tree:
+        for number in range(count):
+            ending, contents = kinds[number % len(kinds)]
+            tree.file_of(f"file-{number:05}.{ending}", contents)
+        return tree.made()
+
+
 def _big(root, kib):
     """One file."""
     with _Writer(root) as tree:
@@ -171,13 +206,21 @@ def _big(root, kib):
         return tree.made()
 
 
-# name: how it is made, and how many files (levels, for the chain) at full scale
+@dataclass(frozen=True)
+class Maker:
+    make: Callable
+    size: int  # files at full scale (levels, for the chain; KiB, for the one file)
+    traced: int  # and where each single system call is looked at
+
+
 MAKERS = {
-    "small": (_small, 100_000),
-    "fewer": (_small, 20_000),  # for what takes a fresh copy for each run
-    "wide": (_wide, 200_000),
-    "deep": (_deep, 200),
-    "source": (_source, 10_000),
-    "big": (_big, 1 << 20),  # KiB
-    "empty": (lambda root, count: (0, 0), 1),
+    "small": Maker(_small, 100_000, 5_000),
+    "fewer": Maker(_small, 20_000, 5_000),  # for what takes a fresh copy for each run
+    "plain": Maker(_plain, 100_000, 5_000),
+    "wide": Maker(_wide, 1_000_000, 5_000),
+    "deep": Maker(_deep, 200, 200),
+    "source": Maker(_source, 10_000, 5_000),
+    "types": Maker(_types, 1_000, 100),
+    "big": Maker(_big, 1 << 20, 1 << 16),
+    "empty": Maker(lambda root, count: (0, 0), 1, 1),
 }

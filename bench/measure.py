@@ -35,29 +35,36 @@ class Bench:
         self.new = os.path.join(place, "new")
         # Another file system, where the machine has one in memory; else rows over it fail.
         self.across = f"/dev/shm/hoq-bench-{os.getpid()}"
+        self.grown = self.across + "-grown"
         self.environment = {**os.environ, "LC_ALL": "C", "TZ": "UTC"}
         self.trees = {}
+        self.traces = strace_works()
 
     def tree(self, name):
         if name not in self.trees:
             self.trees[name] = corpus.obtain(self.place, name, self.scale)
         return self.trees[name]
 
-    def paths(self, name):
-        tree = self.tree(name)
+    def tree_to_trace(self, name):
+        """The tree with few entries."""
+        maker = corpus.MAKERS[name]
+        return corpus.obtain(self.place, name, min(self.scale, maker.traced / maker.size))
+
+    def paths(self, name, tree=None):
+        tree = tree or self.tree(name)
         return {"hoq": self.hoq, "tree": tree.path, "copy": self.copy, "new": self.new,
                 "across": self.across, "file": corpus.first_file(tree.path)}
 
     def run(self, command, times=1, stdin=""):
         """The samples of `times` runs in turn."""
         read, write = os.pipe()
-        with tempfile.TemporaryFile() as given, os.fdopen(read) as results:
-            given.write(stdin.encode())
-            given.seek(0)
+        with tempfile.TemporaryFile() as text, os.fdopen(read) as results:
+            text.write(stdin.encode())
+            text.seek(0)
             try:
                 process = subprocess.run(
                     [self.measurer, str(write), str(times), *command], pass_fds=(write,),
-                    stdin=given, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
+                    stdin=text, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
                     env=self.environment)
             finally:
                 os.close(write)
@@ -71,14 +78,15 @@ class Bench:
 
     def clear(self):
         """Removes what runs have made."""
-        for made in (self.copy, self.new, self.across):
+        for made in (self.copy, self.new, self.across, self.grown):
             corpus.discard(made)
 
-    def prepare_copy(self, tree):
-        """A fresh copy at {copy}, with nothing of it left to be written."""
-        corpus.discard(self.copy)
-        subprocess.run(["cp", "-a", tree.path, self.copy], check=True)
-        os.sync()
+
+def prepare_copy(paths):
+    """A fresh copy of {tree} at {copy}, with nothing of it left to be written."""
+    corpus.discard(paths["copy"])
+    subprocess.run(["cp", "-a", paths["tree"], paths["copy"]], check=True)
+    os.sync()
 
 
 def fill(command, paths):
@@ -95,20 +103,26 @@ def measure_row(bench, row):
     """The row's results, one for each tool that it is measured against."""
     paths = bench.paths(row.tree)
     tree = bench.tree(row.tree)
-    contenders = [(row.command, row.lines)]
+    contenders = [(row.command, row.lines, row.request)]
     missing = [other for other in row.others if shutil.which(other.command[0]) is None]
     present = [other for other in row.others if other not in missing]
-    contenders += [(other.command, other.lines) for other in present]
+    contenders += [(other.command, other.lines, None) for other in present]
 
-    for command, lines in contenders:
-        warm_up(bench, fill(command, paths), lines, tree)
+    for command, lines, request in contenders:
+        warm_up(bench, fill(command, paths), lines, tree, given(request, paths))
     figures = [[] for _ in contenders]
     for _ in range(bench.rounds):
-        for (command, _), samples in zip(contenders, figures):
-            samples.append(one_round(bench, row, command, paths))
+        for (command, _, request), samples in zip(contenders, figures):
+            samples.append(one_round(bench, row, command, paths, given(request, paths)))
     ours, *theirs = figures
-    return ([result(row, other, tree.entries, ours, samples)
-             for other, samples in zip(present, theirs)],
+    results = [result(row, other, count_items(row, tree), ours, samples)
+               for other, samples in zip(present, theirs)]
+    if bench.traces:
+        calls = [count_calls(bench, row, command, request) for command, _, request in contenders]
+        for each, of_other in zip(results, calls[1:]):
+            each["ours"].update(calls[0])
+            each["other"].update(of_other)
+    return (results,
             [f"{row.job}: {other.label} is not installed" for other in missing])
 
 
@@ -116,11 +130,25 @@ def _uses(command, name):
     return any("{" + name + "}" in word for word in command)
 
 
-def warm_up(bench, command, lines, tree):
+def given(request, paths):
+    """What a command reads on its standard input."""
+    if request is None:
+        return ""
+    return json.dumps({**request, "paths": fill(request["paths"], paths)})
+
+
+def count_items(row, tree):
+    """What the row's figures are divided by."""
+    if row.per == "MiB":
+        return max(1, os.path.getsize(corpus.first_file(tree.path)) >> 20)
+    return 1 if row.per == "run" else tree.entries
+
+
+def warm_up(bench, command, lines, tree, standard_input=""):
     if any(place in word for place in (bench.copy, bench.new, bench.across) for word in command):
         return  # it needs its places prepared; making a copy reads the tree as well
     try:
-        done = subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+        done = subprocess.run(command, input=standard_input.encode(), stdout=subprocess.PIPE,
                               stderr=subprocess.PIPE, env=bench.environment)
     except OSError as error:
         raise Failed(f"{' '.join(command)}: {error}") from error
@@ -132,21 +160,21 @@ def warm_up(bench, command, lines, tree):
         raise Failed(f"{' '.join(command)}: {printed} lines for {tree.entries} entries")
 
 
-def one_round(bench, row, command, paths):
+def one_round(bench, row, command, paths, standard_input=""):
     """The round's figure: the median of its runs."""
     if _uses(command, "copy"):
-        bench.prepare_copy(bench.tree(row.tree))
+        prepare_copy(paths)
     for name in ("new", "across"):
         if _uses(command, name):
             corpus.discard(paths[name])
             os.sync()
-    samples = bench.run(fill(command, paths), row.times)
+    samples = bench.run(fill(command, paths), row.times, standard_input)
     if row.verify and not row.verify(paths):
         raise Failed(f"{' '.join(fill(command, paths))}: the job was not done")
     return Sample(*(statistics.median(figure) for figure in zip(*samples)))
 
 
-def result(row, other, entries, ours, theirs):
+def result(row, other, items, ours, theirs):
     ratios = [a.wall / b.wall for a, b in zip(ours, theirs)]
     extra_ms = [(a.wall - b.wall) * 1000 for a, b in zip(ours, theirs)]
     in_ms = other.extra_ms is not None
@@ -156,7 +184,7 @@ def result(row, other, entries, ours, theirs):
         "figure": statistics.median(figures), "lowest": min(figures), "highest": max(figures),
         "aim": other.extra_ms if in_ms else other.ratio,
         "ratio": statistics.median(ratios),
-        "entries": entries, "ours": _summary(ours), "other": _summary(theirs),
+        "items": items, "per": row.per, "why": row.why, "ours": _summary(ours), "other": _summary(theirs),
     }
 
 
@@ -177,31 +205,37 @@ def measure_memory(bench, probe):
     peaks = []
     for name in (probe.tree, "empty"):
         paths = bench.paths(name)
-        request = probe.request and {**probe.request, "paths": fill(probe.request["paths"], paths)}
-        samples = [bench.run(fill(probe.command, paths), stdin=json.dumps(request))[0]
+        samples = [bench.run(fill(probe.command, paths), stdin=given(probe.request, paths))[0]
                    for _ in range(3)]
         peaks.append(statistics.median(sample.peak for sample in samples))
     entries = bench.tree(probe.tree).entries
     return {"job": probe.job, "entries": entries, "peak_kib": peaks[0], "empty_kib": peaks[1],
             "bytes_per_entry": (peaks[0] - peaks[1]) * 1024 / entries,
-            "aim": probe.bytes_per_entry}
+            "aim": probe.bytes_per_entry, "aim_mib": probe.peak_mib}
 
 
-def measure_calls(bench, probe):
-    """System calls of the command per entry, and the three most frequent of them."""
-    paths = bench.paths(probe.tree)
-    if _uses(probe.command, "copy"):
-        bench.prepare_copy(bench.tree(probe.tree))
-    corpus.discard(bench.new)
+def count_calls(bench, row, command, request):
+    """System calls of the command for each item of the row, and the three most frequent of them.
+
+    Over fewer entries, since tracing takes its time; those of the start are among them.
+    """
+    paths = bench.paths(row.tree, bench.tree_to_trace(row.tree))
+    if _uses(command, "copy"):
+        prepare_copy(paths)
+    for name in ("new", "across"):
+        corpus.discard(paths[name])
     with tempfile.NamedTemporaryFile("r") as counts:
-        subprocess.run(["strace", "-f", "-c", "-o", counts.name, *fill(probe.command, paths)],
-                       check=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                       env=bench.environment)
+        done = subprocess.run(["strace", "-f", "-c", "-o", counts.name, *fill(command, paths)],
+                              input=given(request, paths).encode(), stdout=subprocess.DEVNULL,
+                              stderr=subprocess.PIPE, env=bench.environment)
+        if done.returncode != 0:
+            raise Failed(f"strace {' '.join(command)}: status {done.returncode}: "
+                         + done.stderr.decode(errors="replace").strip()[:300])
         calls = parse_counts(counts)
-    entries = bench.tree(probe.tree).entries
-    most = sorted(calls.items(), key=lambda call: -call[1])[:3]
-    return {"job": probe.job, "entries": entries, "per_entry": sum(calls.values()) / entries,
-            "chiefly": {name: count / entries for name, count in most}}
+    items = count_items(row, bench.tree_to_trace(row.tree))
+    most = sorted(calls.items(), key=lambda call: (-call[1], call[0]))[:3]
+    return {"calls_per_item": sum(calls.values()) / items,
+            "calls_chiefly": {name: count / items for name, count in most}}
 
 
 def parse_counts(lines):

@@ -11,22 +11,24 @@ def text(results):
     parts.append(f"Medians of {results['rounds']} rounds, the programs in turn, output to /dev/null,"
                  " page cache warm.\n"
                  "ratio: hoq's time / the other's, median of the rounds (least to greatest).")
-    if results["rows"]:
-        parts.append(_rows(results["rows"]))
-    if results.get("rates"):
-        parts.append(_rates(results["rates"]))
-    served = [row for row in results["rows"] + results.get("rates", [])
-              if row.get("servers_peak_kib")]
-    if served:
-        parts.append(_servers(served))
-    if results.get("idle"):
-        parts.append(_idle(results["idle"]))
-    if results["memory"]:
-        parts.append(_memory(results["memory"]))
-    if results["calls"]:
-        parts.append(_calls(results["calls"]))
+    parts.extend(align(lines, left) for _, lines, left in tables(results))
     parts.extend("not measured: " + what for what in results["not_measured"])
     return "\n\n".join(parts) + "\n"
+
+
+def tables(results):
+    """(what it shows, its lines with the heads first, the columns of words) for each that has any."""
+    served = [row for row in results["rows"] + results["rates"] if row.get("servers_peak_kib")]
+    traced = [row for row in results["rows"] if "calls_per_item" in row["ours"]]
+    for title, make, of in (("Jobs", _rows, results["rows"]),
+                            ("System calls", _calls, traced),
+                            ("Growth", _growth, results["growth"]),
+                            ("Memory", _memory, results["memory"]),
+                            ("Calls of a node", _rates, results["rates"]),
+                            ("Memory of what serves", _servers, served),
+                            ("Memory of what serves, idle", _idle, results["idle"])):
+        if of:
+            yield title, *make(of)
 
 
 def figure(row, value):
@@ -40,8 +42,9 @@ def verdict(value, aim):
 
 
 def _rows(rows):
-    lines = [("ratio", "(range)", "aim", "", "job", "against", "hoq s", "other s", "spread",
-              "hoq µs/entry", "CPU s", "peak MiB")]
+    """Figures of hoq first, then those of the other."""
+    lines = [("ratio", "(range)", "aim", "", "job", "against", "seconds", "spread", "CPU s",
+              "peak MiB", "calls", "hoq µs", "per")]
     for row in rows:
         ours, other = row["ours"], row["other"]
         lowest, highest = (f"{row[key]:+.1f}" if row["unit"] == "ms" else f"{row[key]:.2f}"
@@ -50,12 +53,40 @@ def _rows(rows):
             figure(row, row["figure"]), f"({lowest} to {highest})",
             "-" if row["aim"] is None else figure(row, row["aim"]),
             verdict(row["figure"], row["aim"]), row["job"], row["against"],
-            f"{ours['seconds']:.4f}", f"{other['seconds']:.4f}",
+            f"{ours['seconds']:.4f} {other['seconds']:.4f}",
             f"{ours['spread']:.0%} {other['spread']:.0%}",
-            f"{ours['seconds'] * 1e6 / row['entries']:.2f}" if row["unit"] == "ratio" else "-",
             f"{ours['cpu_seconds']:.3f} {other['cpu_seconds']:.3f}",
-            f"{ours['peak_kib'] / 1024:.1f} {other['peak_kib'] / 1024:.1f}"))
-    return align(lines, left=(3, 4, 5))
+            f"{ours['peak_kib'] / 1024:.1f} {other['peak_kib'] / 1024:.1f}",
+            f"{ours['calls_per_item']:.1f} {other['calls_per_item']:.1f}"
+            if "calls_per_item" in ours else "-",
+            f"{ours['seconds'] * 1e6 / row['items']:.2f}", row["per"]))
+    return lines, (3, 4, 5, 12)
+
+
+def _calls(rows):
+    """What hoq's and the other's system calls are, for each item of the job."""
+    lines = [("calls of hoq", "of the other", "per", "job", "against", "chiefly", "the other's")]
+    for row in rows:
+        sides = (row["ours"], row["other"])
+        counts = [f"{side['calls_per_item']:.2f}" for side in sides]
+        chiefly = [", ".join(f"{name} {count:.2f}" for name, count in side["calls_chiefly"].items())
+                   for side in sides]
+        lines.append((*counts, row["per"], row["job"], row["against"], *chiefly))
+    return lines, (2, 3, 4, 5, 6)
+
+
+def _growth(jobs):
+    lines = [("growth", "aim", "", "job", "entries", "µs/entry", "peak MiB", "its answer is")]
+    for job in jobs:
+        def column(show, job=job):
+            return " ".join(show(size) for size in job["sizes"])
+        lines.append((f"{job['growth']:.2f}", f"{job['aim']:.2f}",
+                      verdict(job["growth"], job["aim"]), job["job"],
+                      column(lambda size: str(size["entries"])),
+                      column(lambda size: f"{size['us_per_entry']:.2f}"),
+                      column(lambda size: f"{size['peak_kib'] / 1024:.1f}"),
+                      "held" if job["held"] else "not held"))
+    return lines, (2, 3, 7)
 
 
 def _rates(rates):
@@ -65,7 +96,7 @@ def _rates(rates):
                       f"({rate['lowest']:.0f} to {rate['highest']:.0f})", str(rate["clients"]),
                       rate["job"], f"{rate['median_us']:.0f}", f"{rate['p99_us']:.0f}",
                       f"{rate['longest_us']:.0f}"))
-    return align(lines, left=(3,))
+    return lines, (3,)
 
 
 def _servers(rows):
@@ -76,7 +107,7 @@ def _servers(rows):
     for job, each in peaks.items():
         lines.append((job, *(f"{each[process] / 1024:.1f}" if process in each else "-"
                              for process in processes)))
-    return align(lines, left=(0,))
+    return lines, (0,)
 
 
 def _with_clients(row):
@@ -91,26 +122,21 @@ def _idle(probes):
                       "-" if aim is None else f"{aim / 1024:.0f}",
                       verdict(probe["own_kib"], aim), f"{probe['resident_kib'] / 1024:.1f}",
                       f"{probe['peak_kib'] / 1024:.1f}", probe["process"], probe["when"]))
-    return align(lines, left=(2, 5, 6))
+    return lines, (2, 5, 6)
 
 
 def _memory(probes):
-    lines = [("bytes/entry", "aim", "", "peak memory of", "entries", "peak MiB", "empty MiB")]
+    lines = [("bytes/entry", "aim", "", "peak MiB", "aim", "", "peak memory of", "entries",
+              "empty MiB")]
     for probe in probes:
-        aim = "-" if probe["aim"] is None else str(probe["aim"])
-        lines.append((f"{probe['bytes_per_entry']:.0f}", aim,
-                      verdict(probe["bytes_per_entry"], probe["aim"]), probe["job"],
-                      str(probe["entries"]), f"{probe['peak_kib'] / 1024:.1f}",
+        peak = probe["peak_kib"] / 1024
+        figures = ((f"{probe['bytes_per_entry']:.0f}", probe["bytes_per_entry"], probe["aim"]),
+                   (f"{peak:.1f}", peak, probe["aim_mib"]))
+        told = [word for shown, value, aim in figures
+                for word in (shown, "-" if aim is None else str(aim), verdict(value, aim))]
+        lines.append((*told, probe["job"], str(probe["entries"]),
                       f"{probe['empty_kib'] / 1024:.1f}"))
-    return align(lines, left=(2, 3))
-
-
-def _calls(probes):
-    lines = [("calls/entry", "system calls of", "chiefly")]
-    for probe in probes:
-        chiefly = ", ".join(f"{name} {count:.2f}" for name, count in probe["chiefly"].items())
-        lines.append((f"{probe['per_entry']:.2f}", probe["job"], chiefly))
-    return align(lines, left=(1, 2))
+    return lines, (2, 5, 6)
 
 
 def align(lines, left=()):
@@ -131,16 +157,23 @@ def compare(old, new):
         if before:
             lines.append((figure(before, before["figure"]), figure(row, row["figure"]),
                           change(before, row), row["job"], row["against"]))
-    for table, key, unit in (("memory", "bytes_per_entry", "bytes/entry"),
-                             ("calls", "per_entry", "calls/entry")):
-        earlier = {probe["job"]: probe for probe in old[table]}
-        for probe in new[table]:
-            before = earlier.get(probe["job"])
-            if before:
-                grown = probe[key] > max(before[key] * WORSE_RATIO, before[key] + 0.05)
-                lines.append((f"{before[key]:.2f}", f"{probe[key]:.2f}",
-                              "REGRESSED" if grown else "", probe["job"], unit))
+    earlier = _counted(old)
+    for what, value in _counted(new).items():
+        before = earlier.get(what)
+        if before is not None:
+            grown = value > max(before * WORSE_RATIO, before + 0.05)
+            lines.append((f"{before:.2f}", f"{value:.2f}", "REGRESSED" if grown else "", *what))
     return align(lines, left=(2, 3, 4)), sum(line[2] == "REGRESSED" for line in lines)
+
+
+def _counted(results):
+    """Figures that are the same in every round: by what they are of, and their unit."""
+    counted = {(probe["job"], "bytes/entry"): probe["bytes_per_entry"]
+               for probe in results["memory"]}
+    for row in results["rows"]:
+        if "calls_per_item" in row.get("ours", {}):
+            counted[row["job"], f"calls/{row['per']}"] = row["ours"]["calls_per_item"]
+    return counted
 
 
 def change(before, now):

@@ -1,9 +1,11 @@
 """The benchmarks' own machinery: figures, verdicts, trees. Nothing here depends on time."""
 
+import json
 import os
 import sys
 import tempfile
 import unittest
+import xml.dom.minidom
 from unittest import mock
 
 import repository
@@ -11,8 +13,10 @@ import repository
 sys.path.insert(0, str(repository.SOURCE / "bench"))
 
 import corpus  # noqa: E402
+import growth  # noqa: E402
 import measure  # noqa: E402
 import nodes  # noqa: E402
+import page  # noqa: E402
 import report  # noqa: E402
 import rows  # noqa: E402
 
@@ -25,8 +29,19 @@ def row(figure, lowest=None, highest=None, unit="ratio", job="list", against="ls
             "highest": figure if highest is None else highest}
 
 
-def results(*row_list):
-    return {"rows": row_list, "memory": [], "calls": []}
+def results(*row_list, **more):
+    return {"machine": {"date": "today"}, "rounds": 3, "scale": 1.0, "rows": list(row_list), "memory": [],
+            "growth": [], "rates": [], "idle": [], "not_measured": [], **more}
+
+
+def side(**more):
+    return {"seconds": 1.5, "spread": 0.1, "cpu_seconds": 1.2, "peak_kib": 2048, **more}
+
+
+def whole_row(figure, aim, **more):
+    traced = {"calls_per_item": 3.0, "calls_chiefly": {"statx": 2.0}}
+    return {**row(figure), "aim": aim, "items": 10, "per": "entry", "why": "It is told why.",
+            "ours": side(**traced), "other": side(**traced), **more}
 
 
 def listing(path):
@@ -86,6 +101,7 @@ class MeasureTest(unittest.TestCase):
         place = tempfile.TemporaryDirectory()
         self.addCleanup(place.cleanup)
         self.bench = measure.Bench("/bin/true", MEASURER, place.name, scale=0.001, rounds=3)
+        self.bench.traces = False
 
     def test_each_round_runs_every_program_once_in_turn(self):
         log = os.path.join(self.bench.place, "log")
@@ -122,6 +138,23 @@ class MeasureTest(unittest.TestCase):
                        (rows.Other(("rm", "-rf", "{copy}")),), verify=rows._gone)
         (result,), _ = measure.measure_row(self.bench, job)
         self.assertEqual(len(result["other"]["rounds"]), 3)
+
+    def test_what_a_command_reads_names_the_tree(self):
+        log = os.path.join(self.bench.place, "log")
+        job = rows.Row("job", "deep", ("sh", "-c", f"cat > {log}"), (rows.Other(("true",)),),
+                       request={"paths": ["{tree}"], "fields": 1})
+        measure.measure_row(self.bench, job)
+        with open(log) as file:
+            self.assertEqual(json.load(file), {"paths": [self.bench.tree("deep").path], "fields": 1})
+
+    @unittest.skipUnless(measure.strace_works(), "strace is not there, or may trace nothing")
+    def test_system_calls_are_counted_for_each_item(self):
+        self.bench.traces = True
+        job = rows.Row("job", "deep", ("true",), (rows.Other(("true",)),), per="run")
+        (result,), _ = measure.measure_row(self.bench, job)
+        self.assertEqual(result["ours"]["calls_chiefly"].keys(),
+                         result["other"]["calls_chiefly"].keys())
+        self.assertGreater(result["ours"]["calls_per_item"], 1)
 
     def test_placeholders_are_replaced_and_other_braces_kept(self):
         self.assertEqual(measure.fill(("{tree}/{x}", "{}"), {"tree": "/t"}), ["/t/{x}", "{}"])
@@ -165,9 +198,8 @@ class NodesTest(unittest.TestCase):
         with mock.patch.object(bench, "processes", return_value=[("front A", os.getpid())]):
             taken, _ = nodes.measure_group(bench, group)
         self.assertGreater(taken[0]["servers_peak_kib"]["front A"], 0)
-        self.assertIn("front A", report.text({
-            "machine": {}, "rounds": 3, "rows": taken, "memory": [], "calls": [], "rates": [],
-            "idle": nodes.measure_idle(bench, "fresh"), "not_measured": []}))
+        idle = nodes.measure_idle(bench, "fresh")
+        self.assertIn("front A", report.text(results(*taken, idle=idle)))
 
     def test_memory_that_a_process_takes_shows(self):
         before = nodes.memory_of(os.getpid())
@@ -213,9 +245,54 @@ class ReportTest(unittest.TestCase):
         self.assertEqual([report.verdict(*pair) for pair in ((1.2, 1.2), (1.3, 1.2), (5, None))],
                          ["met", "missed", "-"])
 
+    def test_what_is_counted_is_compared_as_well(self):
+        before, now = ({"job": "ls", "bytes_per_entry": each} for each in (300, 400))
+        text, regressions = report.compare(results(memory=[before]), results(memory=[now]))
+        self.assertEqual((regressions, text.splitlines()[1].split()[:3]),
+                         (1, ["300.00", "400.00", "REGRESSED"]))
+
     def test_columns_line_up(self):
         self.assertEqual(report.align([("1", "a", "x"), ("100", "bcd", "y")], left=(1,)),
                          "  1  a    x\n100  bcd  y")
+
+
+class PageTest(unittest.TestCase):
+    def test_a_missed_aim_is_explained_and_a_met_one_is_not(self):
+        for figure, told in ((1.2, 1), (0.9, 0)):
+            with self.subTest(figure=figure):
+                text = page.markdown(results(whole_row(figure, 1.0)))
+                self.assertEqual(text.count("It is told why."), told)
+
+    def test_every_table_has_its_columns_in_every_line(self):
+        shown = results(whole_row(1.2, 1.0), growth=[{
+            "job": "ls", "held": False, "growth": 1.0, "aim": 1.2,
+            "sizes": [{"entries": 10, "us_per_entry": 1.0, "peak_kib": 1024, "seconds": 1.0}]}])
+        titles = []
+        for title, lines, _ in report.tables(shown):
+            titles.append(title)
+            self.assertEqual({len(line) for line in lines}, {len(lines[0])}, title)
+        self.assertEqual(titles, ["Jobs", "System calls", "Growth"])
+
+    def test_the_chart_is_a_picture_whatever_the_figures(self):
+        for figure in (0.001, 1.0, 50.0):
+            drawn = xml.dom.minidom.parseString(
+                page.svg(results(whole_row(figure, None, job="a < b & c"))))
+            self.assertIn("a < b & c", "".join(
+                text.firstChild.data for text in drawn.getElementsByTagName("text")))
+
+
+class GrowthTest(unittest.TestCase):
+    def test_each_size_is_measured_on_a_tree_of_its_own(self):
+        place = tempfile.TemporaryDirectory()
+        self.addCleanup(place.cleanup)
+        bench = measure.Bench("/bin/true", MEASURER, place.name, scale=0.001, rounds=1)
+        bench.grown = os.path.join(place.name, "grown")
+        log = os.path.join(place.name, "log")
+        job = rows.Growth("list", ("sh", "-c", "find {tree} -type f | wc -l >> " + log))
+        result = growth.measure_growth(bench, job)
+        with open(log) as file:
+            self.assertEqual(file.read().split(), ["0", "10", "100", "1000"])
+        self.assertEqual([len(result["sizes"]), result["held"]], [3, False])
 
 
 if __name__ == "__main__":
