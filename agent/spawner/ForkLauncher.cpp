@@ -22,6 +22,7 @@ std::string howEnded(int status) {
 }  // namespace
 
 ForkLauncher::~ForkLauncher() {
+  for (const auto& [pid, group] : children_) groups_.end(group);
   children_.clear();  // they are strays now
   do {
     endStrays();
@@ -29,16 +30,18 @@ ForkLauncher::~ForkLauncher() {
 }
 
 tls::Result<pid_t> ForkLauncher::launch(const WorkerPlan& plan, int control) {
+  const std::string group = groups_.make(plan);
   const pid_t parent = ::getpid();
   const pid_t child = ::fork();
   const int error = errno;
-  if (child == 0) becomeWorker(plan, control, program_, folders_, parent);
+  if (child == 0) becomeWorker(plan, control, program_, folders_, group, parent);
   if (child < 0) {
+    groups_.end(group);
     return tls::Error{tls::ErrorKind::kSystem, std::generic_category().message(error)};
   }
   // Both do it, so that the group is there whoever comes first.
   (void)::setpgid(child, child);
-  children_.insert(child);
+  children_[child] = group;
   return child;
 }
 
@@ -55,10 +58,12 @@ void ForkLauncher::reap(const std::function<void(pid_t, const std::string&)>& en
   for (const auto& [pid, how] : found) {
     if (children_.count(pid) == 0) continue;  // a stray
     (void)::kill(-pid, SIGKILL);              // what is left of its group
+    groups_.end(children_[pid]);
     children_.erase(pid);
     ended(pid, howEnded(how));
   }
   if (!found.empty()) endStrays();
+  groups_.sweep();
 }
 
 /// Processes that a worker started in groups of their own, and did not live to see the end of.

@@ -110,7 +110,8 @@ int spawnerMain(tls::UniqueFd socket, const Configuration& configuration,
   if (!signals) return 1;
   std::error_code error;
   const std::string file = fs::absolute(configuration.file, error).string();
-  ForkLauncher launcher(worker, programFolders(worker, configuration.plugins));
+  ControlGroups groups(delegatedControlGroup(), {::getpid(), ::getppid()});
+  ForkLauncher launcher(worker, programFolders(worker, configuration.plugins), groups);
   Spawner spawner(ControlSocket(std::move(socket), Sender::Starter), launcher, configuration,
                   surroundings,
                   [file, &surroundings] { return configurationText(file, surroundings.isRoot); });

@@ -19,6 +19,7 @@
 #include "control/ControlSocket.h"
 #include "control/WorkerProcess.h"
 #include "spawner/Confinement.h"
+#include "spawner/ControlGroups.h"
 #include "spawner/SystemCallFilter.h"
 
 namespace HOQ::agent {
@@ -143,8 +144,10 @@ std::string execute(const WorkerPlan& plan, const std::string& program) {
 
 /// Returns only with what went wrong.
 std::string become(const WorkerPlan& plan, int control, const std::string& program,
-                   const std::vector<std::string>& folders, pid_t parent) {
+                   const std::vector<std::string>& folders, const std::string& group,
+                   pid_t parent) {
   std::string why = startAfresh();
+  if (why.empty() && !group.empty()) why = enterControlGroup(group);
   if (why.empty()) why = keepDescriptors(control);
   if (why.empty()) why = setLimits(plan);
   (void)::umask(plan.umask);
@@ -159,10 +162,10 @@ std::string become(const WorkerPlan& plan, int control, const std::string& progr
 }  // namespace
 
 void becomeWorker(const WorkerPlan& plan, int control, const std::string& program,
-                  const std::vector<std::string>& folders, pid_t parent) {
+                  const std::vector<std::string>& folders, const std::string& group, pid_t parent) {
   std::string why;
   try {
-    why = become(plan, control, program, folders, parent);
+    why = become(plan, control, program, folders, group, parent);
   } catch (const std::exception& error) {
     why = error.what();
   }

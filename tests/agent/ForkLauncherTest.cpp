@@ -46,8 +46,10 @@ TEST(ForkLauncherTest, AWorkerIsExecutedInItsPlaceWithItsLimits) {
   WorkerPlan wanted = plan();
   wanted.umask = 027;
   const std::string told = dir / "told";
+  ControlGroups none;
   ForkLauncher launcher(
-      script(dir, "echo $1 $2 $(umask) $(ulimit -n) $(ulimit -c) $(pwd) $PATH > " + told), {});
+      script(dir, "echo $1 $2 $(umask) $(ulimit -n) $(ulimit -c) $(pwd) $PATH > " + told), {},
+      none);
   auto [ours, theirs] = ControlSocket::pair();
   ASSERT_TRUE(launcher.launch(wanted, theirs.get()));
   theirs.reset();
@@ -58,7 +60,8 @@ TEST(ForkLauncherTest, AWorkerIsExecutedInItsPlaceWithItsLimits) {
 }
 
 TEST(ForkLauncherTest, WhatKeepsAWorkerFromStartingIsSaidAtItsSocket) {
-  ForkLauncher launcher("/nonexistent/hoq-worker", {});
+  ControlGroups none;
+  ForkLauncher launcher("/nonexistent/hoq-worker", {}, none);
   auto [ours, theirs] = ControlSocket::pair();
   ASSERT_TRUE(launcher.launch(plan(), theirs.get()));
   theirs.reset();
@@ -75,7 +78,8 @@ TEST(ForkLauncherTest, AnIdentityThatCannotBeTakenIsNotWorkedWithout) {
               ASSERT_EQ(::setuid(4321), 0);
               WorkerPlan wanted = plan();
               wanted.identity = HOQUserCredentials(4322, 4322);
-              ForkLauncher launcher("/bin/true", {});
+              ControlGroups none;
+              ForkLauncher launcher("/bin/true", {}, none);
               auto [ours, theirs] = ControlSocket::pair();
               ASSERT_TRUE(launcher.launch(wanted, theirs.get()));
               theirs.reset();
@@ -94,7 +98,8 @@ TEST(ForkLauncherTest, WhatWorkersLeaveBehindEndsWithTheLauncher) {
               const std::string file = script(dir, "setsid sleep 1000 &\necho begun >&3\n");
               auto [ours, theirs] = ControlSocket::pair();
               {
-                ForkLauncher launcher(file, {});
+                ControlGroups none;
+                ForkLauncher launcher(file, {}, none);
                 ASSERT_TRUE(launcher.launch(plan(), theirs.get()));
                 theirs.reset();
                 char begun[8];
@@ -107,7 +112,8 @@ TEST(ForkLauncherTest, WhatWorkersLeaveBehindEndsWithTheLauncher) {
 
 TEST(ForkLauncherTest, AWorkerIsKilledWithItsGroup) {
   const test::TempDir dir;
-  ForkLauncher launcher(script(dir, "sleep 1000 & wait"), {});
+  ControlGroups none;
+  ForkLauncher launcher(script(dir, "sleep 1000 & wait"), {}, none);
   auto [ours, theirs] = ControlSocket::pair();
   const auto pid = launcher.launch(plan(), theirs.get());
   ASSERT_TRUE(pid);

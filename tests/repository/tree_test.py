@@ -40,6 +40,7 @@ MAY_CALL_ON_PATHS = {
     "agent/config/ConfigurationFile.cpp": "the daemon's own file, and who could write it",
     "agent/front/Privileges.cpp": "the daemon's own folders, before it gives root up",
     "agent/spawner/Confinement.cpp": "what a confined worker sees, before it serves anybody",
+    "agent/spawner/ControlGroups.cpp": "groups for workers",
     "agent/spawner/Landlock.cpp": "where a confined worker may write",
     "agent/spawner/WorkerBirth.cpp": "opens /dev/null, goes to /",
     "cli/ProgramFolder.cpp": "where this program lies, and what lies beside it",
