@@ -1,7 +1,6 @@
 """Copies whose one side is killed or stopped, at each stage."""
 
 import os
-import re
 import signal
 
 from daemon import main
@@ -49,9 +48,6 @@ class Kills(Nodes):
         status, error = self.finish(process)
         self.assertIn(status, (1, 3), error)
         self.assertIn(self.link.address, error)
-
-    def pid_of_worker(self, daemon, client="admin"):
-        return int(re.findall(rf"worker (\d+) for {client} started", "\n".join(daemon.log.all))[-1])
 
     STAGES = ("before the first item", "in the middle of a file", "between items")
 

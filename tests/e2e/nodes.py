@@ -1,6 +1,7 @@
 """What the tests of hoq against nodes share: a node, ways to ask it, and what it may not lose."""
 
 import os
+import re
 import select
 import subprocess
 import time
@@ -78,9 +79,10 @@ class Nodes(DaemonTest):
 
     def begin(self, *arguments, name="admin", **popen):
         """A hoq that runs beside the test."""
+        popen.setdefault("stdin", subprocess.DEVNULL)
         process = subprocess.Popen([HOQ, *self.files(name), *arguments], cwd=self.dir,
-                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE, env=environment(), **popen)
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   env=environment(), **popen)
 
         def tidy():
             if process.poll() is None:
@@ -94,6 +96,10 @@ class Nodes(DaemonTest):
         """The status and what was said on standard error."""
         _, error = process.communicate(timeout=DEADLINE)
         return process.returncode, error.decode()
+
+    @staticmethod
+    def pid_of_worker(daemon, client="admin"):
+        return int(re.findall(rf"worker (\d+) for {client} started", "\n".join(daemon.log.all))[-1])
 
     def until_exists(self, name, size=0):
         path = self.path(name)
