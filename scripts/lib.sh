@@ -9,7 +9,7 @@ build_packages=(
   libboost-dev libboost-filesystem-dev libcli11-dev libfmt-dev nlohmann-json3-dev libssl-dev
   libgrpc++-dev libprotobuf-dev protobuf-compiler protobuf-compiler-grpc
   libspdlog-dev libtomlplusplus-dev prometheus-cpp-dev python3-grpcio python3-protobuf openssl
-  libgtest-dev libgmock-dev
+  libgtest-dev libgmock-dev dpkg-dev
 )
 
 die() {

@@ -96,5 +96,43 @@ class InstallTest(unittest.TestCase):
         self.assertEqual(run(program, self.find(PLUGIN)), "a filer\n")
 
 
+@unittest.skipUnless(shutil.which("dpkg-shlibdeps"), "dpkg-shlibdeps is not installed")
+class PackageTest(unittest.TestCase):
+    """The package that cpack makes, unpacked beside the system."""
+
+    @classmethod
+    def setUpClass(cls):
+        place = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(place.cleanup)
+        cls.place = pathlib.Path(place.name)
+        run("cpack", "-B", cls.place / "made", cwd=repository.BUILD)
+        package, = (cls.place / "made").glob("*.deb")
+        cls.root, cls.control = cls.place / "root", cls.place / "control"
+        run("dpkg-deb", "-x", package, cls.root)
+        run("dpkg-deb", "-e", package, cls.control)
+
+    def test_its_program_finds_its_plugin(self):
+        (self.place / "listed").mkdir()
+        (self.place / "listed/a-file").touch()
+        self.assertEqual(run(self.root / "usr/bin/hoq", "ls", self.place / "listed"), "a-file\n")
+
+    def test_it_needs_what_its_programs_need(self):
+        text = (self.control / "control").read_text()
+        for name in ("file", "passwd", "libc6", "libboost-filesystem1"):
+            self.assertRegex(text, rf"(?m)^Depends: (.*, )?{name}")
+
+    def test_the_daemon_comes_with_its_unit_and_its_account(self):
+        if not (self.root / "usr/bin/hoqd").exists():
+            self.skipTest("this build has no hoqd")
+        unit = (self.root / "usr/lib/systemd/system/hoqd.service").read_text()
+        self.assertIn("ExecStart=/usr/bin/hoqd ", unit)
+        self.assertIn("u hoq ", (self.root / "usr/lib/sysusers.d/hoq.conf").read_text())
+        run("sh", "-n", self.control / "postinst")
+        self.assertIn("useradd --system", (self.control / "postinst").read_text())
+        worker = self.root / "usr/libexec/hoq/hoq-worker"
+        self.assertTrue(os.access(worker, os.X_OK))
+        self.assertNotIn("not found", run("ldd", worker))
+
+
 if __name__ == "__main__":
     unittest.main()
