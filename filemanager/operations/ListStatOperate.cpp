@@ -10,6 +10,7 @@
 
 #include "filer/HOQFilerLocal.h"
 #include "routine/FilterMatch.h"
+#include "routine/HOQFileRoutineLin.h"
 
 namespace HOQ {
 namespace {
@@ -17,15 +18,23 @@ namespace {
 constexpr signed char kRequestPath = -1;
 constexpr signed char kDeepest = std::numeric_limits<signed char>::max();
 
+/// Records that wait for each other's content types before they are handed over together.
+constexpr std::size_t kTypedTogether = 64;
+
 }  // namespace
 
 ListStatOperate::ListStatOperate(HOQFileRoutine& routine, const HOQFilerOptions& requestOptions,
                                  bool statMode, FileTypes& answer)
     : FileOperate(routine, requestOptions, statMode),
       depth(statMode && !requestOptions.has(HOQFilerOptions::kRecursive) ? 0 : kRequestPath),
-      result(&answer) {}
+      result(&answer),
+      linuxRoutine(dynamic_cast<HOQFileRoutineLin*>(&routine)) {
+  if (linuxRoutine) linuxRoutine->deferContentTypes(&types);
+}
 
-ListStatOperate::~ListStatOperate() = default;
+ListStatOperate::~ListStatOperate() {
+  if (linuxRoutine) linuxRoutine->deferContentTypes(nullptr);
+}
 
 ListStatOperate::FileTypes& ListStatOperate::fileList() {
   return dirStack.empty() ? *result : dirStack.back()->children;
@@ -39,6 +48,8 @@ int ListStatOperate::filtrate(const char* name) {
 int ListStatOperate::operate(const char* name) {
   HOQFileRoutine& routine = *path.routine;
   entered = nullptr;
+  if (stopped_)
+    return error.lastError = kFailed;  // behind a pattern, where a failure stops nothing
   if (depth >= 0 && routine.path.empty()) return setPathError(-1, "Cannot stat non directory item");
   if (depth == kRequestPath) {
     if (path.statError != 0 || !routine.isDir())
@@ -120,13 +131,41 @@ int ListStatOperate::record(const char* name, bool isDots) {
   if (filled == 0 && !isDots && !isDir && depth >= 1) addToSum(*info);
   const bool isReported = depth == 0 || inTree || has(HOQFilerOptions::kWildcards);
   const bool isListed = isReported && (filled == 0 || isDir);
-  if (isListed) fileList().push_back(info);
+  if (isListed && append(info) != 0) return kFailed;
 
   const bool elsewhere = routine.statBuffer.st_dev != topDevice;
   if (elsewhere && has(HOQFilerOptions::kOneFileSystem)) return kDone;
   if (isDots || !(inTree || has(HOQFilerOptions::kSumSizes))) return kDone;
   if (isDir && isListed) entered = info.get();
   return kDescend;
+}
+
+/// Before a further record of the top level those before it are finished, unless the walk is inside
+/// one of them.
+int ListStatOperate::append(const boost::shared_ptr<HOQFileType>& info) {
+  FileTypes& list = fileList();
+  if (receiver && &list == result && openRecords == 0 &&
+      (!(fields & HOQFileType::kContentType) || list.size() >= kTypedTogether))
+    handOver();
+  if (stopped_) return error.lastError = kFailed;  // nobody is to be told
+  list.push_back(info);
+  return 0;
+}
+
+void ListStatOperate::handOver() {
+  types.finish();
+  for (const boost::shared_ptr<HOQFileType>& info : *result) {
+    if (stopped_) break;
+    stopped_ = !receiver->record(info);
+  }
+  result->clear();
+}
+
+void ListStatOperate::finish() {
+  if (receiver)
+    handOver();
+  else
+    types.finish();
 }
 
 void ListStatOperate::addToSum(const HOQFileType& info) {
@@ -140,6 +179,7 @@ void ListStatOperate::addToSum(const HOQFileType& info) {
 int ListStatOperate::beforeDir(int&) {
   HOQFileType* const own = path.scanning ? nullptr : entered;
   levels.push_back(Level{own, sizeSum, depth});
+  if (own) ++openRecords;
   if (depth < kDeepest) ++depth;
   if (own && has(HOQFilerOptions::kRecursive)) dirStack.push_back(own);
   return 0;
@@ -149,6 +189,7 @@ int ListStatOperate::afterDir(int, int walked) {
   const Level level = levels.back();
   levels.pop_back();
   if (level.record) {
+    --openRecords;
     const bool summing = has(HOQFilerOptions::kSumSizes);
     if (has(HOQFilerOptions::kRecursive)) {
       dirStack.pop_back();
@@ -198,18 +239,28 @@ int HOQFilerLocal::list(const Paths& paths, FileTypes* result, const HOQFilerOpt
   const auto parent = boost::make_shared<HOQFileType>();
   parent->name = "..";
 
+  const HOQRequestHandlerPtr handler = getProgressHandler();
+  const bool handsOver = handler && handler->takesRecords();
+  FileTypes unfinished;  // of what is handed over
+  FileTypes& records = handsOver ? unfinished : *result;
+
   int code = kFailed;
   for (const std::string& requestPath : paths) {
     code = kFailed;
     const boost::shared_ptr<HOQFileRoutine> routine = createRoutine(cwd);
     if (!routine) break;
-    result->push_back(self);
-    result->push_back(parent);
+    records.push_back(self);
+    records.push_back(parent);
     routine->setFilters(filters);
-    ListStatOperate operation(*routine, options, false, *result);
-    operation.error.handler = getProgressHandler();
+    ListStatOperate operation(*routine, options, false, records);
+    operation.error.handler = handler;
+    if (handsOver) operation.receiver = handler.get();
     operation.fields = fields;
     code = operatePaths(operation, {requestPath}, cwd);
+    operation.finish();
+    if (!operation.stopped()) continue;
+    code = kFailed;
+    break;
   }
   return endCommandWithAnswer(newHOQWriterData(result, kFileTypesTag),
                               HOQRequestErrorData(code, ""));
@@ -234,6 +285,7 @@ int HOQFilerLocal::stat(const Paths& paths, FileTypes* result, const HOQFilerOpt
     operation.fields = fields;
     if (wanted.has_leaf() && !options.has(HOQFilerOptions::kWildcards)) operation.only = &leaf;
     code = operatePaths(operation, {wanted.branch_path().string()}, cwd);
+    operation.finish();
     if (code != 0 || found.empty()) break;
 
     if (!wanted.has_leaf()) {

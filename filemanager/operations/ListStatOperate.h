@@ -9,8 +9,11 @@
 #include <hoq/HOQFileType.h>
 
 #include "engine/FileOperate.h"
+#include "routine/ContentTypes.h"
 
 namespace HOQ {
+
+class HOQFileRoutineLin;
 
 /// Makes records of the entries of directories: one level, or trees, or one level with the sizes
 /// beneath. A directory's "." and ".." are entries like the others, where no filters are set.
@@ -36,6 +39,12 @@ class ListStatOperate : public FileOperate {
   /// Whether no filter of the routine's list speaks against the item's type, times and size.
   bool matchFilters();
 
+  /// Called after the walk: makes the last records whole and, with a receiver, hands them over.
+  void finish();
+
+  /// Whether the receiver wanted no more, which ended the walk.
+  bool stopped() const { return stopped_; }
+
   /// Where a new record goes: below the directory being walked, or to the answer.
   FileTypes& fileList();
 
@@ -46,6 +55,7 @@ class ListStatOperate : public FileOperate {
   FileTypes* result;                   // not owned
   dev_t topDevice = 0;                 // of the item at depth 0
   const std::string* only = nullptr;   // the one name wanted at depth 0; not owned
+  HOQRequestHandlerPrototype* receiver = nullptr;  // takes records out of the answer; not owned
 
  private:
   /// A directory that the walk is inside of.
@@ -62,9 +72,16 @@ class ListStatOperate : public FileOperate {
   int leaveOut(int cause);
   int record(const char* name, bool isDots);
   void addToSum(const HOQFileType& info);
+  int append(const boost::shared_ptr<HOQFileType>& info);
+  void handOver();
 
   std::vector<Level> levels;
+  std::size_t openRecords = 0;     // levels with a record: it is not finished
   HOQFileType* entered = nullptr;  // the record of the directory that operate() lets the walk enter
+  ContentTypes types;
+  HOQFileRoutineLin* const
+      linuxRoutine;  // the routine, where it can leave content types to `types`
+  bool stopped_ = false;
 };
 
 }  // namespace HOQ

@@ -21,4 +21,9 @@ char* getContentType(const char* path, char* buf, int size) {
   return buf;
 }
 
+void storeContentType(const std::string& path, std::string& contentType) {
+  char text[4097] = {};
+  contentType = getContentType(path.c_str(), text, sizeof text);
+}
+
 }  // namespace HOQ

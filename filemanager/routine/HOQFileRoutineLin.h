@@ -14,6 +14,7 @@
 
 namespace HOQ {
 
+class ContentTypes;
 class OpenDirHandle;
 
 /// The contents of the Linux routine's owner handles.
@@ -67,6 +68,10 @@ class HOQFileRoutineLin : public HOQFileRoutine {
   /// fails, with the steps before it done. setgroups(2), setgid(2), setuid(2).
   virtual int setCredentials(const HOQUserCredentials& credentials);
 
+  /// Has fill() leave content types to `types` (not owned) instead of waiting for each: a record
+  /// that it was given must stay where it is until ContentTypes::finish(). Null: it waits again.
+  void deferContentTypes(ContentTypes* types) { contentTypes = types; }
+
   /// The ids of names; null: that one is left as it was. -1 when a name is unknown.
   int convownLin(const char* user, const char* group, Gids& ids);
 
@@ -102,6 +107,7 @@ class HOQFileRoutineLin : public HOQFileRoutine {
   IdNames userNames;
   IdNames groupNames;
   std::deque<OpenDirHandle*> openDirectories;  // with a descriptor, the outermost first; not owned
+  ContentTypes* contentTypes = nullptr;        // where content types are left to; not owned
 };
 
 /// The system's users, or groups, as table rows. The first of a duplicated name stays. 0 or -1.

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "routine/ContentType.h"
+#include "routine/ContentTypes.h"
 #include "routine/FilterMatch.h"
 #include "routine/HOQFileRoutineLin.h"
 
@@ -20,12 +21,6 @@ constexpr unsigned kStatFields = HOQFileType::kType | HOQFileType::kPermissions 
 
 constexpr unsigned kOwnerNames = HOQFileType::kUser | HOQFileType::kGroup;
 
-/// Apart from fill(), whose frame is small: it may run at the bottom of a deep walk.
-[[gnu::noinline]] void storeContentType(const std::string& path, std::string& contentType) {
-  char text[4097] = {};
-  contentType = getContentType(path.c_str(), text, sizeof text);
-}
-
 }  // namespace
 
 int HOQFileRoutineLin::fill(HOQFileType& info, const char* name, bool keepName, unsigned mask) {
@@ -42,12 +37,13 @@ int HOQFileRoutineLin::fill(HOQFileType& info, const char* name, bool keepName, 
   const bool mayBeLink = followLinks || isLink();
   if ((mask & HOQFileType::kLinkTarget) && mayBeLink && readlinkS(info.linkTarget) == 0)
     info.setValid(HOQFileType::kLinkTarget);
-  if ((mask & HOQFileType::kContentType) && info.type == HOQFileType::kRegular) {
-    info.setValid(HOQFileType::kContentType);
-    storeContentType(path, info.contentType);
-  }
-  if (!(mask & kOwnerNames) && ugFilterFlags == 0) return 0;
-  return fillOwners(info, mask);
+  const bool typed = (mask & HOQFileType::kContentType) && info.type == HOQFileType::kRegular;
+  if (typed) info.setValid(HOQFileType::kContentType);
+  if (typed && !contentTypes) storeContentType(path, info.contentType);
+  const bool named = (mask & kOwnerNames) || ugFilterFlags != 0;
+  const int result = named ? fillOwners(info, mask) : 0;
+  if (typed && contentTypes && result == 0) contentTypes->add(path, info.contentType);
+  return result;
 }
 
 void HOQFileRoutineLin::fillFromStat(HOQFileType& info, unsigned mask) const {

@@ -52,5 +52,7 @@ HOQHaulQueuePtr HOQAccessProviderPrototype::openQueue(const std::string&) {
 
 HOQRequestHandlerPrototype::~HOQRequestHandlerPrototype() = default;
 void HOQRequestHandlerPrototype::itemReached() {}
+bool HOQRequestHandlerPrototype::takesRecords() const { return false; }
+bool HOQRequestHandlerPrototype::record(const boost::shared_ptr<HOQFileType>&) { return true; }
 
 }  // namespace HOQ

@@ -2,6 +2,7 @@
 
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 #include <boost/smart_ptr/intrusive_ref_counter.hpp>
+#include <boost/smart_ptr/shared_ptr.hpp>
 
 #include <hoq/HOQExport.h>
 #include <hoq/HOQMsgWriter.h>
@@ -9,6 +10,8 @@
 #include <hoq/HOQRequestProgressData.h>
 
 namespace HOQ {
+
+struct HOQFileType;
 
 /// Where a request's news go while it runs. A host implements it: in process it collects or
 /// prints, for a remote client it sends. Records are valid during the call only.
@@ -33,6 +36,15 @@ class HOQ_EXPORT HOQRequestHandlerPrototype
   /// A walk has reached a further item. Called once for each, so it must be cheap; for showing
   /// that work that lasts is alive. By default nothing happens.
   virtual void itemReached();
+
+  /// Whether a list is to hand its records over one by one, as soon as each is finished, instead of
+  /// keeping them for its answer, which then has none. Asked once for each list. By default not.
+  virtual bool takesRecords() const;
+
+  /// The next record of a list's answer, with everything below it; nothing changes it any more. The
+  /// records come in the order of the answer, errors between them when they happen. False: no more
+  /// is wanted; the list ends at once with -1 and tells no error of it.
+  virtual bool record(const boost::shared_ptr<HOQFileType>& record);
 };
 
 using HOQRequestHandlerPtr = boost::intrusive_ptr<HOQRequestHandlerPrototype>;
