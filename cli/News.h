@@ -29,7 +29,10 @@ class News : public HOQRequestHandlerPrototype {
       events.emplace_back(progress);
   }
   void answer(const HOQMsgWriter&, const HOQRequestErrorData&) override { answered = true; }
-  void itemReached() override { items.fetch_add(1, std::memory_order_relaxed); }
+  bool itemReached() override {
+    items.fetch_add(1, std::memory_order_relaxed);
+    return true;
+  }
 
   /// The error texts so far, which are forgotten with everything else.
   std::vector<std::string> takeErrors() {

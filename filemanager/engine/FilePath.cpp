@@ -82,7 +82,7 @@ int FilePath::addItem(const char* name) {
 }
 
 int FilePath::examine(const char* name) {
-  if (owner->error.handler) owner->error.handler->itemReached();
+  if (owner->error.handler && !owner->error.handler->itemReached()) return -1;
   statError = 0;
   if (isDots(name)) return 0;
   const int result = routine->stat();

@@ -38,7 +38,7 @@ class RemoteCopyMoveOperate::OrderedNews final : public HOQRequestHandlerPrototy
   void answer(const HOQMsgWriter& answer, const HOQRequestErrorData& outcome) override {
     handler_->answer(answer, outcome);
   }
-  void itemReached() override { handler_->itemReached(); }
+  bool itemReached() override { return handler_->itemReached(); }
 
  private:
   RemoteCopyMoveOperate& operation_;

@@ -51,7 +51,7 @@ HOQHaulQueuePtr HOQAccessProviderPrototype::openQueue(const std::string&) {
 }
 
 HOQRequestHandlerPrototype::~HOQRequestHandlerPrototype() = default;
-void HOQRequestHandlerPrototype::itemReached() {}
+bool HOQRequestHandlerPrototype::itemReached() { return true; }
 bool HOQRequestHandlerPrototype::takesRecords() const { return false; }
 bool HOQRequestHandlerPrototype::record(const boost::shared_ptr<HOQFileType>&) { return true; }
 

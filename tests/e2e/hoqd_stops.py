@@ -70,13 +70,14 @@ class Stops(Nodes):
               lambda: "\n".join(self.there.log.all))
         return self.pid_of_worker(self.there)
 
-    def stopped_amid(self, operation):
+    def stopped_amid(self, operation, begun=None):
         """A call whose worker was stopped at work: its process, and the worker's id."""
         self.grow()
         worker = self.worker()
         before = busy_ns(worker)
+        begun = begun or (lambda: busy_ns(worker) >= before + BEGUN_NS)
         process = self.start_call(operation, self.OPERATIONS[operation])
-        while busy_ns(worker) < before + BEGUN_NS and process.poll() is None:
+        while not begun() and process.poll() is None:
             pass
         os.kill(worker, signal.SIGSTOP)
         return process, worker
@@ -112,6 +113,28 @@ class Stops(Nodes):
                           for _ in range(ATTEMPTS))
                 self.assertTrue(met, "every call was done before its worker was stopped")
                 self.other()
+
+    def left_when_the_client_went(self, operation):
+        """How many items an operation had not come to when it ended, since its client was gone."""
+        lines = len(self.there.log.all)
+        process, worker = self.stopped_amid(operation, lambda: self.done_by(operation) > 0)
+        process.kill()
+        process.communicate(timeout=DEADLINE)
+        os.kill(worker, signal.SIGCONT)
+        until(lambda: any('"pathCount":' in line for line in self.there.log.all[lines:]),
+              lambda: "\n".join(self.there.log.all))
+        return MANY - self.done_by(operation)
+
+    def done_by(self, operation):
+        if operation == "remove":
+            return MANY - len(os.listdir(self.path("many")))
+        return len(os.listdir(self.path("new")))
+
+    def test_what_a_client_that_is_gone_asked_for_ends(self):
+        for operation in ("remove", "copy", "copyToNode", "move"):
+            with self.subTest(operation):
+                left = any(self.left_when_the_client_went(operation) for _ in range(ATTEMPTS))
+                self.assertTrue(left, "everything was done for nobody")
 
     def test_what_waits_for_a_stopped_worker_ends_with_it(self):
         self.grow()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,7 @@ class CollectingHandler : public HOQRequestHandlerPrototype {
   void error(const HOQRequestErrorData& error) override;
   void progress(const HOQRequestProgressData& progress) override;
   void answer(const HOQMsgWriter& answer, const HOQRequestErrorData& outcome) override;
-  void itemReached() override { ++itemsReached; }
+  bool itemReached() override { return ++itemsReached <= mostItems; }
 
   /// The messages of `errors`.
   std::vector<std::string> messages() const;
@@ -32,6 +33,7 @@ class CollectingHandler : public HOQRequestHandlerPrototype {
   std::vector<Answer> answers;
   std::vector<std::string> events;  // "error", "progress" and "answer", as they came
   long itemsReached = 0;
+  long mostItems = std::numeric_limits<long>::max();  // behind these no more work is wanted
 };
 
 using CollectingHandlerPtr = boost::intrusive_ptr<CollectingHandler>;

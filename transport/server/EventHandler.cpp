@@ -64,6 +64,8 @@ void EventHandler::progress(const HOQRequestProgressData& progress) {
   });
 }
 
+bool EventHandler::itemReached() { return !call_.gone(); }
+
 void EventHandler::answer(const HOQMsgWriter& answer, const HOQRequestErrorData& outcome) {
   tell(call_, [&] {
     RecordSink sink(call_);

@@ -17,6 +17,9 @@ class EventHandler final : public HOQRequestHandlerPrototype {
   void progress(const HOQRequestProgressData& progress) override;
   void answer(const HOQMsgWriter& answer, const HOQRequestErrorData& outcome) override;
 
+  /// What the client asked for ends with the client.
+  bool itemReached() override;
+
  private:
   FilerCall& call_;
 };

@@ -17,7 +17,10 @@
 namespace HOQ::transport {
 
 namespace wire = hoq::v1;
+
 namespace {
+
+constexpr char kClientGone[] = "The client is gone";
 
 /// The process has one identity, and a client may name no other one, unless it is root's: that
 /// could take any. A request in the client's own process is another matter.
@@ -145,7 +148,10 @@ void FilerCall::flush(Lock& lock) {
 void FilerCall::wrote(bool ok) {
   Lock lock(mutex_);
   writing_ = false;
-  if (!ok) gone_ = true;
+  if (!ok) {
+    gone_ = true;
+    if (trouble_.empty()) trouble_ = kClientGone;
+  }
   if (ended_)
     finishNow(lock);
   else if (!gone_ && (urgent_ || gatheredBytes_ >= kFlush))
@@ -182,12 +188,12 @@ void FilerCall::cancelled() {
     const Lock lock(mutex_);
     gone_ = true;
     noMore_ = true;
-    if (trouble_.empty()) trouble_ = "The client is gone";
+    if (trouble_.empty()) trouble_ = kClientGone;
     changed_.notify_all();
   }
   if (!pool_.withdraw(this)) return;
   record_.code = -1;
-  record_.trouble = "The client is gone";
+  record_.trouble = kClientGone;
   ledger_->ended(record_, Ledger::Held::kWaiting);
   end({grpc::StatusCode::CANCELLED, ""});
 }

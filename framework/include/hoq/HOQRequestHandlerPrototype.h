@@ -33,9 +33,10 @@ class HOQ_EXPORT HOQRequestHandlerPrototype
   /// The end of a command that answers with data: the answer and the command's outcome.
   virtual void answer(const HOQMsgWriter& answer, const HOQRequestErrorData& outcome) = 0;
 
-  /// A walk has reached a further item. Called once for each, so it must be cheap; for showing
-  /// that work that lasts is alive. By default nothing happens.
-  virtual void itemReached();
+  /// A walk has reached a further item, which nothing has been done to. Called once for each, so it
+  /// must be cheap; for showing that work that lasts is alive. False: nobody waits for the work any
+  /// more; it ends before the item, as after an error. By default it goes on.
+  virtual bool itemReached();
 
   /// Whether a list is to hand its records over one by one, as soon as each is finished, instead of
   /// keeping them for its answer, which then has none. Asked once for each list. By default not.

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <hoq/HOQResultCodes.h>
+
 #include "engine/FileOperateFunctor.h"
 #include "engine/operatePaths.h"
 #include "filemanager/engine/EngineFixture.h"
@@ -280,6 +282,19 @@ TEST_F(Operating, TheHandlerIsToldOfEachItem) {
   EXPECT_EQ(op.addPath("."), 0);
   EXPECT_EQ(handler->itemsReached, static_cast<long>(op.visited.size()));
   EXPECT_EQ(op.visited.size(), 6U);
+}
+
+TEST_F(Operating, TheWalkEndsBeforeTheItemThatTheHandlerDoesNotWant) {
+  for (const long most : {0L, 1L, 3L}) {
+    SCOPED_TRACE(most);
+    ScriptedOperate op(routine, plain, true);
+    const CollectingHandlerPtr reluctant(new CollectingHandler);
+    reluctant->mostItems = most;
+    op.error.handler = reluctant;
+    EXPECT_EQ(operatePaths(op, {".", "."}, ""), kPathFailed);
+    EXPECT_EQ(static_cast<long>(op.visited.size()), most);
+    EXPECT_EQ(reluctant->itemsReached, most + 1);
+  }
 }
 
 TEST_F(Operating, AMessageOfALongPathIsCut) {

@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 #include <hoq/HOQErrorMessage.h>
+#include <hoq/HOQResultCodes.h>
 
+#include <functional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "routine/HOQFileRoutineLin.h"
@@ -159,6 +162,26 @@ TEST_F(FilerRequest, TheHandlerHearsOfEachItem) {
   HOQFiler::FileTypes records;
   EXPECT_EQ(filer.list({"."}, &records, plain, nullptr, 0), 0);
   EXPECT_GT(filer.handler->itemsReached, 4);
+}
+
+TEST_F(FilerRequest, WhatTheHandlerDoesNotWantAnyMoreIsNotDone) {
+  trees::make(dir.path(), "d/a/1 d/b/1 d/c/1 to/");
+  const std::string before = trees::snapshot(dir.path());
+  const HOQFilerOptions recursive(0x2);
+  using Ask = std::function<int(ScriptedFiler&)>;
+  const std::pair<const char*, Ask> cases[] = {
+      {"remove", [&](ScriptedFiler& filer) { return filer.remove({"d"}, recursive); }},
+      {"chmod", [&](ScriptedFiler& filer) { return filer.chmod({"d"}, 0700, recursive); }},
+      {"copy", [&](ScriptedFiler& filer) { return filer.copy({"d"}, "to", recursive); }},
+      {"move", [&](ScriptedFiler& filer) { return filer.move({"d"}, "to", recursive); }},
+  };
+  for (const auto& [name, ask] : cases) {
+    SCOPED_TRACE(name);
+    ScriptedFiler filer(dir.path());
+    filer.handler->mostItems = 0;
+    EXPECT_EQ(ask(filer), kPathFailed);
+    EXPECT_EQ(trees::snapshot(dir.path()), before);
+  }
 }
 
 TEST_F(FilerRequest, TwoThreadsWithTwoFilersDoNotMeet) {
