@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "support/ScriptedFiler.h"
+#include "support/TakingHandler.h"
 #include "support/Trees.h"
 #include "transport/FilerOnNode.h"
 
@@ -45,6 +46,7 @@ class Seen {
       add("answer", news.answers.front().code);
       add(news.answers.front().records);
     }
+    if (const auto* taking = dynamic_cast<const TakingHandler*>(&news)) add(taking->records);
   }
   std::string text() const {
     std::string text = text_.str();
@@ -316,6 +318,35 @@ TEST_P(FilerEquality, ThroughANodeIsAsInProcess) {
     });
     EXPECT_EQ(remote, local);
     EXPECT_NE(local.find("code"), std::string::npos);
+  }
+}
+
+/// With a receiver that takes records one by one, and one that soon wants no more.
+TEST_P(FilerEquality, ThroughANodeRecordsAreHandedOverAsInProcess) {
+  for (const std::size_t most : {TakingHandler::kAll, std::size_t{2}}) {
+    const boost::intrusive_ptr<TakingHandler> here(new TakingHandler(most));
+    const boost::intrusive_ptr<TakingHandler> there(new TakingHandler(most));
+    const std::string local = seenOf(GetParam(), [&](const auto& with) {
+      const Rights held(true, true);
+      ScriptedFiler filer("");
+      HOQRequestModificator::of(filer).sync(here, "");
+      with(filer, *here);
+    });
+    const std::string remote = seenOf(GetParam(), [&](const auto& with) {
+      OnNode<> node;
+      HOQRequestModificator::of(*node.filer).sync(there, "");
+      with(*node.filer, *there);
+      EXPECT_EQ(node.filer->failure(), transport::NodeFailure::kNone);
+    });
+    // Of a list that is stopped the node may have gone on, and told of it.
+    if (most == TakingHandler::kAll) {
+      EXPECT_EQ(remote, local);
+    }
+    EXPECT_EQ(there->records.size(), here->records.size());
+    ASSERT_EQ(there->answers.size(), here->answers.size());
+    if (!here->answers.empty()) {
+      EXPECT_EQ(there->answers[0].code, here->answers[0].code);
+    }
   }
 }
 

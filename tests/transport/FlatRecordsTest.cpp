@@ -108,5 +108,43 @@ TEST(FlatRecords, WithAParentThatIsNotThereAreRefused) {
   EXPECT_FALSE(made.add(std::move(second))) << "its own";
 }
 
+TEST(FlatRecords, AreMovedAwayTreeByTreeAsTheyAreWhole) {
+  const FileTypes trees = {record("a"), record("b", {record("c", {record("d")}), record("e")}),
+                           record("f", {record("g")})};
+  RecordTrees made;
+  FileTypes whole;
+  std::string steps;
+  for (auto& batch : batches(trees))
+    for (auto& each : *batch.mutable_records()->mutable_records()) {
+      const std::string name = each.name();
+      ASSERT_TRUE(made.add(std::move(each))) << name;
+      made.moveWholeTo(whole);
+      steps += name + std::to_string(whole.size()) + " ";
+    }
+  EXPECT_EQ(steps, "a0 b1 c1 d1 e1 f2 g2 ");
+  made.moveTo(whole);
+  EXPECT_EQ(shown(whole), shown(trees));
+}
+
+TEST(FlatRecords, OfTreesThatWereMovedAwayAreNobodysParents) {
+  const auto flat = [](std::uint64_t parent) {
+    hoq::v1::FileRecord made;
+    made.set_parent(parent);
+    return made;
+  };
+  for (const std::uint64_t parent : {1U, 2U, 5U}) {
+    RecordTrees made;
+    FileTypes whole;
+    ASSERT_TRUE(made.add(flat(0)));
+    ASSERT_TRUE(made.add(flat(1)));
+    ASSERT_TRUE(made.add(flat(0)));
+    made.moveWholeTo(whole);
+    ASSERT_EQ(whole.size(), 1U);
+    ASSERT_TRUE(made.add(flat(3)));
+    EXPECT_FALSE(made.add(flat(parent))) << parent;
+    EXPECT_TRUE(made.add(flat(4)));
+  }
+}
+
 }  // namespace
 }  // namespace HOQ::transport

@@ -134,6 +134,7 @@ int RemoteFilerRequests::list(const Paths& paths, FileTypes* result, const HOQFi
   }
   ReplyTaker::Places to = places();
   to.records = result;
+  to.handsOver = to.handler && to.handler->takesRecords();
   return run(request, &Stub::PrepareAsyncList, to);
 }
 

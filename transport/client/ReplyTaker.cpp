@@ -36,8 +36,7 @@ bool ReplyTaker::take(Event& event) {
     case Event::kRecords:
       return takeRecords(*event.mutable_records());
     case Event::kAnswer:
-      answer(event.answer());
-      return true;
+      return answer(event.answer());
     case Event::kItem:
       return takeItem(event.item());
     case Event::kData:
@@ -54,18 +53,39 @@ bool ReplyTaker::takeRecords(Event::Records& batch) {
   if (places_.records == nullptr) return false;
   for (hoq::v1::FileRecord& record : *batch.mutable_records())
     if (!trees_.add(std::move(record))) return false;
+  if (!places_.handsOver) return true;
+  HOQFiler::FileTypes whole;
+  trees_.moveWholeTo(whole);
+  return handOver(whole);
+}
+
+/// False: the handler wants no more, as it is told when a request here ends by that.
+bool ReplyTaker::handOver(const HOQFiler::FileTypes& records) {
+  for (const boost::shared_ptr<HOQFileType>& record : records) {
+    if (places_.handler->record(record)) continue;
+    failed_ = true;
+    const std::unique_ptr<HOQMsgWriter> none(newHOQWriterData(places_.records, kFileTypesTag));
+    places_.handler->answer(*none, HOQRequestErrorData(kFailed, ""));
+    return false;
+  }
   return true;
 }
 
-void ReplyTaker::answer(const Event::Answer& answer) {
+bool ReplyTaker::answer(const Event::Answer& answer) {
+  HOQFiler::FileTypes none;
+  if (places_.handsOver) {
+    trees_.moveTo(none);
+    if (!handOver(none)) return false;
+    none.clear();
+  }
   answered_ = true;
   answerCode_ = answer.code();
-  HOQFiler::FileTypes none;
   HOQFiler::FileTypes& records = places_.records != nullptr ? *places_.records : none;
   trees_.moveTo(records);
-  if (!places_.handler) return;
+  if (!places_.handler) return true;
   const std::unique_ptr<HOQMsgWriter> writer(newHOQWriterData(&records, answer.tag()));
   places_.handler->answer(*writer, HOQRequestErrorData(answer.code(), answer.message()));
+  return true;
 }
 
 bool ReplyTaker::takeItem(const Event::Item& item) {

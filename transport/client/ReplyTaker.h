@@ -19,6 +19,7 @@ class ReplyTaker {
   struct Places {
     HOQRequestHandlerPtr handler;
     HOQFiler::FileTypes* records = nullptr;
+    bool handsOver = false;  // records go to the handler, one by one
     std::string* target = nullptr;
     const HOQFiler::UploadList* uploads = nullptr;
     const HOQFiler::DownloadList* downloads = nullptr;
@@ -37,7 +38,7 @@ class ReplyTaker {
   /// A list or stat has answered, with this code.
   bool answered() const { return answered_; }
   int answerCode() const { return answerCode_; }
-  /// The caller's end of a download failed, which was reported.
+  /// The caller's end of a download failed, which was reported, or it wants no more records.
   bool failed() const { return failed_; }
   /// What came is not what a node sends.
   bool isNonsense() const { return nonsense_; }
@@ -47,7 +48,8 @@ class ReplyTaker {
 
   bool take(Event& event);
   bool takeRecords(Event::Records& batch);
-  void answer(const Event::Answer& answer);
+  bool handOver(const HOQFiler::FileTypes& records);
+  bool answer(const Event::Answer& answer);
   bool takeItem(const Event::Item& item);
   bool takeStep(std::size_t number, Event::Item::Step step);
   bool takeData(const std::string& bytes);

@@ -63,12 +63,27 @@ struct Level {
 
 }  // namespace
 
-void flatten(const FileTypes& records,
-             const std::function<bool(wire::FilerEvent&&, std::size_t)>& take) {
-  std::vector<Level> walk{{&records, 0, 0}};
-  std::uint64_t number = 0;
-  wire::FilerEvent batch;
-  std::size_t bytes = 0;
+RecordBatches::RecordBatches(Take take)
+    : take_(std::move(take)), batch_(std::make_unique<wire::FilerEvent>()) {}
+
+RecordBatches::~RecordBatches() = default;
+
+bool RecordBatches::flush() {
+  if (bytes_ == 0) return true;
+  const bool wanted = take_(std::move(*batch_), std::exchange(bytes_, 0));
+  batch_->Clear();
+  return wanted;
+}
+
+bool RecordBatches::add(const HOQFileType& tree) {
+  const auto put = [this](const HOQFileType& record, std::uint64_t parent) {
+    bytes_ += write(record, parent, *batch_->mutable_records()->add_records());
+    ++number_;
+    return bytes_ < kBatchBytes || flush();
+  };
+  if (!put(tree, 0)) return false;
+  if (tree.children.empty()) return true;
+  std::vector<Level> walk{{&tree.children, 0, number_}};
   while (!walk.empty()) {
     Level& level = walk.back();
     if (level.next == level.records->size()) {
@@ -76,24 +91,38 @@ void flatten(const FileTypes& records,
       continue;
     }
     const HOQFileType& record = *(*level.records)[level.next++];
-    bytes += write(record, level.parent, *batch.mutable_records()->add_records());
-    ++number;
-    if (!record.children.empty()) walk.push_back({&record.children, 0, number});
-    if (bytes < kBatchBytes) continue;
-    if (!take(std::move(batch), std::exchange(bytes, 0))) return;
-    batch.Clear();
+    if (!put(record, level.parent)) return false;
+    if (!record.children.empty()) walk.push_back({&record.children, 0, number_});
   }
-  if (bytes != 0) (void)take(std::move(batch), bytes);  // the last one
+  return true;
+}
+
+void flatten(const FileTypes& records, const RecordBatches::Take& take) {
+  RecordBatches batches(take);
+  for (const auto& record : records)
+    if (!batches.add(*record)) return;
+  (void)batches.flush();  // the last one
 }
 
 bool RecordTrees::add(wire::FileRecord&& record) {
-  if (record.parent() > all_.size()) return false;
+  const std::uint64_t parent = record.parent();
+  if (parent != 0 && (parent <= gone_ || parent - gone_ > all_.size())) return false;
   auto made = boost::make_shared<HOQFileType>();
   read(record, *made);
-  FileTypes& siblings = record.parent() == 0 ? tops_ : all_[record.parent() - 1]->children;
+  if (parent == 0) lastTop_ = all_.size();
+  FileTypes& siblings = parent == 0 ? tops_ : all_[parent - gone_ - 1]->children;
   all_.push_back(made.get());
   siblings.push_back(std::move(made));
   return true;
+}
+
+void RecordTrees::moveWholeTo(FileTypes& records) {
+  if (tops_.size() < 2) return;
+  records.insert(records.end(), std::make_move_iterator(tops_.begin()),
+                 std::make_move_iterator(tops_.end() - 1));
+  tops_.erase(tops_.begin(), tops_.end() - 1);
+  all_.erase(all_.begin(), all_.begin() + static_cast<std::ptrdiff_t>(lastTop_));
+  gone_ += std::exchange(lastTop_, 0);
 }
 
 void RecordTrees::moveTo(FileTypes& records) {
@@ -101,6 +130,7 @@ void RecordTrees::moveTo(FileTypes& records) {
                  std::make_move_iterator(tops_.end()));
   tops_.clear();
   all_.clear();
+  gone_ = lastTop_ = 0;
 }
 
 }  // namespace HOQ::transport

@@ -14,19 +14,25 @@ namespace wire = hoq::v1;
 
 class RecordSink final : public HOQMsgSink {
  public:
-  explicit RecordSink(FilerCall& call) : call_(call) {}
+  explicit RecordSink(RecordBatches& batches) : batches_(batches) {}
 
   void fileTypes(int tag, const FileTypes& records) override {
     tag_ = tag;
-    sendRecords(call_, records);
+    for (const auto& record : records)
+      if (!batches_.add(*record)) return;
   }
 
   int tag() const { return tag_; }
 
  private:
-  FilerCall& call_;
+  RecordBatches& batches_;
   int tag_ = 0;
 };
+
+RecordBatches::Take sendBatches(FilerCall& call) {
+  return
+      [&call](wire::FilerEvent&& batch, std::size_t) { return call.send(std::move(batch), false); };
+}
 
 /// A handler must not throw; a call that cannot be told something any more is broken off.
 template <class Tell>
@@ -41,10 +47,10 @@ void tell(FilerCall& call, const Tell& what) {
 }  // namespace
 
 void sendRecords(FilerCall& call, const HOQMsgSink::FileTypes& records) {
-  flatten(records, [&call](wire::FilerEvent&& batch, std::size_t) {
-    return call.send(std::move(batch), false);
-  });
+  flatten(records, sendBatches(call));
 }
+
+EventHandler::EventHandler(FilerCall& call) : call_(call), batches_(sendBatches(call)) {}
 
 void EventHandler::error(const HOQRequestErrorData& error) {
   tell(call_, [&] {
@@ -66,10 +72,17 @@ void EventHandler::progress(const HOQRequestProgressData& progress) {
 
 bool EventHandler::itemReached() { return !call_.gone(); }
 
+bool EventHandler::record(const boost::shared_ptr<HOQFileType>& record) {
+  bool wanted = false;
+  tell(call_, [&] { wanted = batches_.add(*record); });
+  return wanted;
+}
+
 void EventHandler::answer(const HOQMsgWriter& answer, const HOQRequestErrorData& outcome) {
   tell(call_, [&] {
-    RecordSink sink(call_);
+    RecordSink sink(batches_);
     answer.write(sink);
+    (void)batches_.flush();  // a client that is gone misses it
     wire::FilerEvent event;
     event.mutable_answer()->set_tag(sink.tag());
     event.mutable_answer()->set_code(outcome.code);
