@@ -43,6 +43,11 @@ When parseWhen(const char* option, const std::string& text) {
                      std::string(option) + " takes auto, always or never, not \"" + text + "\"");
 }
 
+HOQContentsEngine::Kind parseEngine(const std::string& text) {
+  if (const auto engine = HOQContentsEngine::named(text)) return *engine;
+  throw CommandError(kExitUsage, "--engine takes blocks or kernel, not \"" + text + "\"");
+}
+
 Settings settle(Globals& globals) {
   Settings settings = globals.settings;
   const auto fromEnvironment = [](std::string& value, const char* name) {
@@ -56,11 +61,7 @@ Settings settle(Globals& globals) {
   fromEnvironment(settings.files.key, "HOQ_KEY");
   settings.progress = parseWhen("--progress", globals.progress);
   settings.color = parseWhen("--color", globals.color);
-  if (globals.engine == "kernel")
-    throw CommandError(kExitUsage, "--engine kernel: this build carries contents in blocks only");
-  if (!globals.engine.empty() && globals.engine != "blocks")
-    throw CommandError(kExitUsage,
-                       "--engine takes blocks or kernel, not \"" + globals.engine + "\"");
+  if (!globals.engine.empty()) settings.engine = parseEngine(globals.engine);
   return settings;
 }
 

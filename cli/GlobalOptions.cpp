@@ -23,7 +23,7 @@ std::vector<Option> globalOptions(Globals& globals) {
        &globals.progress, kWhen},
       {"--color", "WHEN", "auto (on a terminal), always or never", &globals.color, kWhen},
       {"--plugin", "FILE", "the file-manager plugin to load (or HOQ_PLUGIN)", &settings.plugin},
-      {"--engine", "NAME", "how contents are carried on this node: blocks or kernel",
+      {"--engine", "NAME", "how cp and mv carry contents on this node: kernel or blocks",
        &globals.engine, "blocks kernel"},
       {"--version", nullptr, "print the version", &globals.version},
       {"--help", nullptr, "print help; after a command, that command's", &globals.help},

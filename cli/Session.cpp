@@ -37,6 +37,7 @@ Session::Session(const Settings& settings)
 
 Node& Session::node(Rights rights) {
   if (node_) return *node_;
+  HOQContentsEngine::choose(settings_.engine);
   if (isRemote())
     node_ = std::make_unique<RemoteNode>(network(), settings_.node);
   else

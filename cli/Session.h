@@ -6,6 +6,8 @@
 
 #include <chrono>
 
+#include <hoq/HOQContentsEngine.h>
+
 #include "ExitStatus.h"
 #include "LocalNode.h"
 #include "News.h"
@@ -22,6 +24,7 @@ struct Settings {
   std::string node;       // empty: this one
   ConnectionFiles files;  // for the way to other nodes
   std::string plugin;     // empty: the program's own
+  HOQContentsEngine::Kind engine = HOQContentsEngine::kKernel;
   bool json = false;
   bool quiet = false;
   bool verbose = false;

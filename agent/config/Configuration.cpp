@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <set>
 
+#include <hoq/HOQContentsEngine.h>
+
 #include "config/AddressCheck.h"
 #include "config/ClientName.h"
 #include "config/ClientRules.h"
@@ -38,6 +40,7 @@ class Reading {
   Configuration read() {
     listen();
     place("plugins", result_.plugins);
+    engine();
     place("state", result_.state);
     place("audit", result_.audit);
     metrics();
@@ -76,6 +79,15 @@ class Reading {
       return;
     }
     if (findings_.none()) root_.complain("listen", "must name at least one address");
+  }
+
+  void engine() {
+    const auto text = root_.text("engine");
+    if (!text) return;
+    if (!HOQContentsEngine::named(*text))
+      return root_.complain("engine",
+                            "\"" + *text + "\" is no engine: there are \"blocks\" and \"kernel\"");
+    result_.engine = *text;
   }
 
   void metrics() {

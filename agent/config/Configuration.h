@@ -64,6 +64,7 @@ struct Configuration {
   std::string file;                 // as it was named
   std::vector<std::string> listen;  // as written, each a good address
   std::string plugins;              // empty: where the programs look by themselves
+  std::string engine = "kernel";  // of the workers: see HOQContentsEngine
   std::string state = "/var/lib/hoq";
   std::string audit;    // empty: the log
   std::string metrics;  // empty: none

@@ -125,6 +125,7 @@ void fields(Field& field, Welcome& m) {
   field(m.requests);
   field(m.idleSeconds);
   field(m.messageBytes);
+  field(m.engine, kLongestWord);
 }
 
 template <class Field>

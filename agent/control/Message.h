@@ -16,7 +16,7 @@ namespace HOQ::agent {
 /// what is decoded is bounded here, and whatever does not decode ends the sender.
 
 /// Raised with every change to the messages: programs of two builds do not serve together.
-constexpr std::uint32_t kControlVersion = 2;
+constexpr std::uint32_t kControlVersion = 3;
 
 constexpr std::size_t kLongestMessage = 96 * 1024;
 constexpr std::size_t kLongestText = 4096;
@@ -36,6 +36,7 @@ struct Welcome {
   std::uint32_t requests = 0;
   std::uint32_t idleSeconds = 0;
   std::uint32_t messageBytes = 0;
+  std::string engine;  // how contents are carried, as HOQContentsEngine calls it
 
   bool operator==(const Welcome&) const = default;
 };

@@ -80,6 +80,7 @@ Welcome welcomeFor(const Settings& settings, const ClientEntry* entry) {
   welcome.requests = limits.requestsPerClient;
   welcome.idleSeconds = limits.idleSeconds;
   welcome.messageBytes = limits.messageBytes;
+  welcome.engine = settings.configuration.engine;
   return welcome;
 }
 

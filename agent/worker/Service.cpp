@@ -13,6 +13,7 @@
 #include <hoq/HOQAccessAgentPrototype.h>
 #include <hoq/HOQAccessChecker.h>
 #include <hoq/HOQChannelMemory.h>
+#include <hoq/HOQContentsEngine.h>
 #include <hoq/HOQNodeIdentity.h>
 
 #include "worker/Plugins.h"
@@ -40,6 +41,8 @@ Service::~Service() {
 
 bool Service::start(const Welcome& welcome) try {
   setNodeEID(eidFromText(welcome.nodeEid));
+  HOQContentsEngine::choose(
+      HOQContentsEngine::named(welcome.engine).value_or(HOQContentsEngine::kBlocks));
   if (const std::string why = loadPlugins(plugins_, welcome.pluginsFolder); !why.empty()) {
     control_.log(LogLevel::Error, why);
     return false;

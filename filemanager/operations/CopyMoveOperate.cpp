@@ -48,7 +48,8 @@ CopyMoveOperate::CopyMoveOperate(HOQFileRoutine& source, HOQFileRoutine& targetR
                                  const HOQFilerOptions& requestOptions)
     : FileOperate(source, requestOptions, true),
       target(targetRoutine),
-      targetIsDir(targetRoutine.stat() == 0) {}
+      targetIsDir(targetRoutine.stat() == 0),
+      carrier(ContentsCarrier::make(HOQContentsEngine::chosen())) {}
 
 CopyMoveOperate::~CopyMoveOperate() = default;
 
@@ -221,7 +222,7 @@ int CopyMoveOperate::copyOpened() {
   if (opened < 0) return setPathLastError(opened, "Cannot create file to write", &target);
   const bool wasThere = opened == 1;
 
-  int code = blocks.carry(*this, source, target);
+  int code = carrier->carry(*this, source, target);
   if (target.close() != 0 && code == 0)
     code = setPathLastError(-1, "Cannot write to file", &target);
   if (code == 0 && !wasThere) {

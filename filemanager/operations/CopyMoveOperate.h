@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -60,7 +61,7 @@ class CopyMoveOperate : public FileOperate {
   int copyLink();
   bool sourceIsLink();
 
-  BlockCarrier blocks;
+  const std::unique_ptr<ContentsCarrier> carrier;
   int placeError = 0;                  // why the item's place could not be examined; 0: it was
   std::string targetChainOf;           // the directory that targetChain was made for
   std::vector<FileId> targetChain;     // it, and all above it

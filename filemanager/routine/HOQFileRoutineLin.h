@@ -72,6 +72,9 @@ class HOQFileRoutineLin : public HOQFileRoutine {
   /// that it was given must stay where it is until ContentTypes::finish(). Null: it waits again.
   void deferContentTypes(ContentTypes* types) { contentTypes = types; }
 
+  /// Of the open file; -1: none. It stays this object's.
+  int descriptor() const { return fd; }
+
   /// The ids of names; null: that one is left as it was. -1 when a name is unknown.
   int convownLin(const char* user, const char* group, Gids& ids);
 

@@ -31,6 +31,7 @@ TEST(ConfigurationTest, EveryValueIsTakenAsItStands) {
   const ReadConfiguration read = parse(R"(
 listen  = ["127.0.0.1:7850", "unix:/run/hoq/hoqd.sock", "[::1]:0"]
 plugins = "/usr/lib/hoq/plugins"
+engine  = "blocks"
 state   = "/var/lib/other"
 audit   = "/var/log/hoq/audit.jsonl"
 metrics = "127.0.0.1:9850"
@@ -70,6 +71,7 @@ rights = []
   EXPECT_EQ(c.file, "conf/hoqd.toml");
   EXPECT_THAT(c.listen, ElementsAre("127.0.0.1:7850", "unix:/run/hoq/hoqd.sock", "[::1]:0"));
   EXPECT_EQ(c.plugins, "/usr/lib/hoq/plugins");
+  EXPECT_EQ(c.engine, "blocks");
   EXPECT_EQ(c.state, "/var/lib/other");
   EXPECT_EQ(c.audit, "/var/log/hoq/audit.jsonl");
   EXPECT_EQ(c.metrics, "127.0.0.1:9850");
@@ -89,6 +91,7 @@ TEST(ConfigurationTest, WhatIsLeftOutHasItsDefault) {
   ASSERT_THAT(read.problems, IsEmpty());
   const Configuration& c = read.configuration;
   EXPECT_EQ(c.plugins, "");
+  EXPECT_EQ(c.engine, "kernel");
   EXPECT_EQ(c.state, "/var/lib/hoq");
   EXPECT_EQ(c.audit, "");
   EXPECT_EQ(c.metrics, "");
@@ -242,6 +245,11 @@ const Rejected kRejected[] = {
      "daemon"},
     {"A peer whose port is none", kListen + "[[peer]]\nname = \"a\"\naddress = \"a:b\"\n",
      "4: peer.address: \"a:b\" is no pattern of addresses, such as \"10.0.0.*:7850\""},
+    // engine
+    {"Another engine", kListen + "engine = \"steam\"\n",
+     "2: engine: \"steam\" is no engine: there are \"blocks\" and \"kernel\""},
+    {"An engine by its number", kListen + "engine = 1\n",
+     "2: engine: must be a text, not an integer"},
     // [limits] of workers
     {"No workers", kListen + "[limits]\nworkers = 0\n",
      "3: limits.workers: must be from 1 to 10000"},

@@ -13,7 +13,7 @@ const std::string kEid(32, 'a');
 /// One of each kind, with no field left at its default.
 std::vector<Message> oneOfEach() {
   return {
-      Welcome{kControlVersion, "admin", true, true, kEid, "/plugins", 3, 4, 5},
+      Welcome{kControlVersion, "admin", true, true, kEid, "/plugins", 3, 4, 5, "blocks"},
       Connection{},
       Drain{7},
       DialAnswer{8, DialOutcome::Untrusted, "why"},
@@ -127,7 +127,7 @@ TEST(MessageTest, TheLongestOfEverythingStillGoesThrough) {
   const Audit audit{giant, giant, giant, std::vector<std::string>(100, giant), 100, giant, 0, giant,
                     0,     0,     giant};
   const std::vector<Message> messages = {
-      Welcome{kControlVersion, giant, true, true, giant, giant, 0, 0, 0},
+      Welcome{kControlVersion, giant, true, true, giant, giant, 0, 0, 0, giant},
       DialAnswer{0, DialOutcome::Refused, giant},
       Dial{0, giant},
       audit,

@@ -84,6 +84,7 @@ TEST_F(WorkersTest, AWorkerIsToldWhomItServesBeforeAnythingElse) {
   EXPECT_EQ(welcome.nodeEid, std::string(32, 'e'));
   EXPECT_EQ(welcome.requests, 64u);
   EXPECT_EQ(welcome.messageBytes, 4194304u);
+  EXPECT_EQ(welcome.engine, "kernel");
 }
 
 TEST_F(WorkersTest, WhatAWorkerSaysIsPassedOn) {

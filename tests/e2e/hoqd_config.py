@@ -34,6 +34,7 @@ class Config(DaemonTest):
         other = self.authority.issue("other")
         cases = [
             ('listen = ["nowhere:port"]', "listen", "no address"),
+            ('engine = "steam"', "engine", '"steam" is no engine'),
             ('state = 7', "state", "must be a text, not an integer"),
             ('ca = "missing.pem"', "tls.ca", "missing.pem"),
             ('ca = "text"', "tls.ca", "text"),
@@ -49,7 +50,8 @@ class Config(DaemonTest):
         os.chmod(self.path("text"), 0o600)
         for line, key, reason in cases:
             with self.subTest(line=line):
-                config = self.configure(("admin", "read"), limits="connections = 5", revoked="text")
+                config = self.configure(("admin", "read"), top='engine = "kernel"',
+                                        limits="connections = 5", revoked="text")
                 with open(config, "a", encoding="utf-8") as stream:
                     stream.write("run_as =\n")
                 self.with_line(config, 'run_as = "%s"' % self.own_user())

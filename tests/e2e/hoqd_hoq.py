@@ -169,6 +169,19 @@ class Copies(Nodes):
                           f"{self.dir}/far"))
         self.assertEqual(self.contents("far"), {"a": (b"one", 0o640)})
 
+    def test_contents_are_carried_as_the_configuration_says(self):
+        size = 8 << 20
+        with open(self.path("sparse"), "wb") as stream:
+            stream.truncate(size)
+        if os.stat(self.path("sparse")).st_blocks != 0:
+            self.skipTest("files have no holes in this place")
+        blocks = self.serve(("admin", "read change"), name="blocks.toml", top='engine = "blocks"')
+        for daemon, name, least, most in ((self.there, "kernel", 0, 64),
+                                          (blocks, "blocks", size // 512, 2 * size // 512)):
+            self.done(self.on(daemon, "-C", self.dir, "cp", "sparse", name))
+            self.assertEqual(os.stat(self.path(name)).st_size, size)
+            self.assertIn(os.stat(self.path(name)).st_blocks, range(least, most + 1), name)
+
     def test_refusals_and_lost_nodes_have_their_status(self):
         self.make("far/")
         result = self.hoq(*self.files("reader"), "cp", "tree/a", self.target("far"))

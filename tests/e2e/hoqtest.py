@@ -1,6 +1,7 @@
 """What the end-to-end tests share: a directory of their own, and ways to run hoq in it.
 
-The folder of the built programs comes in the environment variable HOQ_BIN.
+The folder of the built programs comes in the environment variable HOQ_BIN, and in HOQ_TEST_ENGINE
+how hoq is to carry contents, where that is not its own choice.
 """
 
 import fcntl
@@ -15,6 +16,7 @@ import unittest
 
 BIN = os.path.abspath(os.environ.get("HOQ_BIN", "build/release/bin"))
 HOQ = os.path.join(BIN, "hoq")
+ENGINE = [f"--engine={name}" for name in [os.environ.get("HOQ_TEST_ENGINE")] if name]
 NOBODY = 65534
 
 
@@ -67,7 +69,7 @@ class HoqTest(unittest.TestCase):
         return os.path.lexists(self.path(name))
 
     def hoq(self, *arguments, stdin=b"", env=None, **popen):
-        done = subprocess.run([HOQ, *arguments], cwd=popen.pop("cwd", self.dir), input=stdin,
+        done = subprocess.run([HOQ, *ENGINE, *arguments], cwd=popen.pop("cwd", self.dir), input=stdin,
                               capture_output=True, env=env or environment(), timeout=60, **popen)
         return Result(done.returncode, done.stdout, done.stderr)
 

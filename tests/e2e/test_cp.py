@@ -234,6 +234,17 @@ class Cp(TransferTest):
             self.assertEqual(self.lines("cp", "-f", "f", "g"), [])
             self.assertTrue(filecmp.cmp(self.path("f"), self.path("g"), shallow=False), size)
 
+    def test_a_hole_stays_one_unless_blocks_are_asked_for(self):
+        size = 8 << 20
+        with open(self.path("f"), "wb") as file:
+            file.truncate(size)
+        if os.stat(self.path("f")).st_blocks != 0:
+            self.skipTest("files have no holes in this place")
+        for engine, least, most in (("kernel", 0, 64), ("blocks", size // 512, 2 * size // 512)):
+            self.assertEqual(self.lines("--engine", engine, "cp", "f", engine), [])
+            self.assertTrue(filecmp.cmp(self.path("f"), self.path(engine), shallow=False))
+            self.assertIn(os.stat(self.path(engine)).st_blocks, range(least, most + 1))
+
     def test_what_cannot_be_made_is_told(self):
         self.make("f", "d/", "d/g")
         self.assert_fails(self.hoq("cp", "f", "no/g"), 1, f'"{self.dir}/f", Cannot create file to '

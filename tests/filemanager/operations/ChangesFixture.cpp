@@ -12,9 +12,10 @@ ChangesFixture::Said ChangesFixture::carryByProgram(Operation operation,
   const TempDir messages(TempDir::kMemory);
   std::ofstream(messages / "request") << nlohmann::json{
       {"cwd", dir.path()}, {"paths", paths}, {"destination", target}, {"options", options}};
-  const std::string command = "'" + program + "' call " + (operation == kCopy ? "copy" : "move") +
-                              " < '" + (messages / "request") + "' > '" + (messages / "answer") +
-                              "'";
+  const std::string command = "'" + program + "' --engine " +
+                              (engine() == HOQContentsEngine::kKernel ? "kernel" : "blocks") +
+                              " call " + (operation == kCopy ? "copy" : "move") + " < '" +
+                              (messages / "request") + "' > '" + (messages / "answer") + "'";
   const int status = std::system(command.c_str());
   const auto answer = nlohmann::json::parse(std::ifstream(messages / "answer"));
   Said outcome{answer.at("code"), {}, {}, {}};

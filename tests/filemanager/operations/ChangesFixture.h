@@ -4,10 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <functional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <hoq/HOQContentsEngine.h>
 
 #include "filemanager/operations/OperationsFixture.h"
 #include "support/Isolation.h"
@@ -15,6 +18,25 @@
 namespace HOQ::test {
 
 constexpr int kSymbolic = 0x40;
+
+/// For its lifetime contents are carried by the engine that HOQ_TEST_ENGINE names, or as if nobody
+/// had chosen one.
+class ChosenEngine {
+ public:
+  ChosenEngine() {
+    const char* name = std::getenv("HOQ_TEST_ENGINE");
+    if (!name) return;
+    const auto engine = HOQContentsEngine::named(name);
+    EXPECT_TRUE(engine) << "HOQ_TEST_ENGINE=" << name;
+    HOQContentsEngine::choose(engine.value_or(before_));
+  }
+  ~ChosenEngine() { HOQContentsEngine::choose(before_); }
+  ChosenEngine(const ChosenEngine&) = delete;
+  ChosenEngine& operator=(const ChosenEngine&) = delete;
+
+ private:
+  const HOQContentsEngine::Kind before_ = HOQContentsEngine::chosen();
+};
 
 /// The place, and beside it an "elsewhere" that is on another file system where there is one.
 class ChangesFixture : public OperationsFixture {
@@ -130,6 +152,9 @@ class ChangesFixture : public OperationsFixture {
     });
   }
 
+  static HOQContentsEngine::Kind engine() { return HOQContentsEngine::chosen(); }
+
+  const ChosenEngine chosen;
   std::string program;  // a hoq to run copies and moves with; empty: they run in this process
   const UmaskGuard mask{022};
   const TempDir elsewhere{TempDir::kMemory};

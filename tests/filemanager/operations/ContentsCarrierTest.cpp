@@ -1,16 +1,21 @@
-// What every carrier of contents keeps to, and what the one by blocks does beyond.
+// What every carrier of contents keeps to, and what the one by blocks does beyond. What the one by
+// the kernel does beyond is in KernelCarrierTest.cpp.
 #include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/resource.h>
 
 #include <cerrno>
+#include <csignal>
 #include <fstream>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <ostream>
+#include <sstream>
 #include <string>
 
 #include "filemanager/operations/ChangesFixture.h"
 #include "operations/ContentsCarrier.h"
+#include "support/Isolation.h"
 #include "support/ScriptedOperate.h"
 
 namespace HOQ::test {
@@ -60,25 +65,36 @@ class ScriptedFile : public HOQFileRoutineLin {
 
 struct CarrierKind {
   const char* name;
-  std::unique_ptr<ContentsCarrier> (*make)();
+  HOQContentsEngine::Kind engine;
+  std::size_t piece;     // of one read
+  bool examinedEarly;    // before the source had its contents, which thus seemed not to be many
+  bool readsEveryPiece;  // none goes past this process
 };
 
 std::ostream& operator<<(std::ostream& out, const CarrierKind& kind) { return out << kind.name; }
 
-std::unique_ptr<ContentsCarrier> makeBlocks() { return std::make_unique<BlockCarrier>(); }
+constexpr std::size_t kLargePiece = 256 << 10;
 
-const CarrierKind kCarriers[] = {{"Blocks", makeBlocks}};
+const CarrierKind kCarriers[] = {
+    {"Blocks", HOQContentsEngine::kBlocks, kBlock, false, true},
+    {"Kernel", HOQContentsEngine::kKernel, kLargePiece, false, false},
+    {"KernelByHand", HOQContentsEngine::kKernel, kLargePiece, true, true},
+};
 
 class ContentsCarrierContract : public testing::TestWithParam<CarrierKind> {
  protected:
-  ContentsCarrierContract() : carrier(GetParam().make()) { operation.error.handler = handler; }
+  ContentsCarrierContract() : carrier(ContentsCarrier::make(GetParam().engine)) {
+    operation.error.handler = handler;
+  }
   ~ContentsCarrierContract() override {
     if (source.isOpened()) source.close();
     if (target.isOpened()) target.close();
   }
 
-  /// Opens a source with `text` in it, and a target with nothing.
+  /// Opens a source with `text` in it, examined as a walk does it, and a target with nothing.
   void open(const std::string& text) {
+    std::ofstream(source.path, std::ios::binary) << (GetParam().examinedEarly ? "" : text);
+    ASSERT_EQ(source.stat(), 0);
     std::ofstream(source.path, std::ios::binary) << text;
     ASSERT_EQ(source.open(O_RDONLY), 0);
     ASSERT_EQ(target.open(O_WRONLY | O_CREAT | O_TRUNC), 0);
@@ -89,9 +105,12 @@ class ContentsCarrierContract : public testing::TestWithParam<CarrierKind> {
     return carrier->carry(operation, source, target);
   }
 
-  std::string carried() const {
-    std::ifstream in(target.path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
+  std::string carried() const { return textOf(target.path); }
+
+  static std::string textOf(const std::string& path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
   }
 
   void close() {
@@ -99,7 +118,7 @@ class ContentsCarrierContract : public testing::TestWithParam<CarrierKind> {
     target.close();
   }
 
-  static std::string textOf(std::size_t length) {
+  static std::string textOfLength(std::size_t length) {
     std::string text;
     for (std::size_t i = 0; i < length; ++i) text += static_cast<char>((i * 7 + i / 251) & 0xFF);
     return text;
@@ -119,20 +138,21 @@ INSTANTIATE_TEST_SUITE_P(, ContentsCarrierContract, testing::ValuesIn(kCarriers)
                          [](const auto& kind) { return std::string(kind.param.name); });
 
 TEST_P(ContentsCarrierContract, ContentsOfEveryLengthArriveWhole) {
-  for (const std::size_t length : {std::size_t{0}, std::size_t{1}, kBlock - 1, kBlock, kBlock + 1,
-                                   2 * kBlock, std::size_t{100'003}}) {
+  for (const std::size_t length :
+       {std::size_t{0}, std::size_t{1}, kBlock - 1, kBlock, kBlock + 1, 2 * kBlock,
+        std::size_t{100'003}, kLargePiece - 1, kLargePiece, kLargePiece + 1, 5 * kLargePiece + 7}) {
     SCOPED_TRACE(length);
-    const std::string text = textOf(length);
+    const std::string text = textOfLength(length);
     open(text);
     EXPECT_EQ(carry(), 0);
-    EXPECT_EQ(carried(), text);
+    EXPECT_TRUE(carried() == text);
     EXPECT_TRUE(handler->events.empty());
     close();
   }
 }
 
 TEST_P(ContentsCarrierContract, NothingIsOpenedOrClosed) {
-  open(textOf(3000));
+  open(textOfLength(3000));
   EXPECT_EQ(carry(), 0);
   EXPECT_EQ(source.opens + target.opens, 2);  // the test's own
   EXPECT_EQ(source.closes + target.closes, 0);
@@ -158,7 +178,7 @@ TEST_P(ContentsCarrierContract, OneCarrierServesSeveralFiles) {
 }
 
 TEST_P(ContentsCarrierContract, ASourceThatGivesLittleAtATimeArrivesWhole) {
-  const std::string text = textOf(5000);
+  const std::string text = textOfLength(5000);
   open(text);
   source.mostRead = 7;
   EXPECT_EQ(carry(), 0);
@@ -166,10 +186,11 @@ TEST_P(ContentsCarrierContract, ASourceThatGivesLittleAtATimeArrivesWhole) {
 }
 
 TEST_P(ContentsCarrierContract, AFileThatGrowsIsCarriedAsFarAsItIsRead) {
-  const std::string text = textOf(3 * kBlock);
+  const std::string text = textOfLength(3 * GetParam().piece);
   open(text);
-  source.onRead = [this](int n) {
-    if (n == 2) std::ofstream(source.path, std::ios::binary | std::ios::app) << "grown";
+  const int when = GetParam().readsEveryPiece ? 2 : 1;
+  source.onRead = [this, when](int n) {
+    if (n == when) std::ofstream(source.path, std::ios::binary | std::ios::app) << "grown";
     return 0;
   };
   EXPECT_EQ(carry(), 0);
@@ -177,8 +198,8 @@ TEST_P(ContentsCarrierContract, AFileThatGrowsIsCarriedAsFarAsItIsRead) {
 }
 
 TEST_P(ContentsCarrierContract, AFailedReadIsToldAndWhatWasWrittenStays) {
-  const std::string text = textOf(4 * kBlock);
-  for (int n = 1; n <= 5; ++n) {
+  const std::string text = textOfLength(4 * GetParam().piece);
+  for (int n = 1; n <= (GetParam().readsEveryPiece ? 5 : 1); ++n) {
     SCOPED_TRACE(n);
     open(text);
     source.reads = 0;
@@ -198,8 +219,9 @@ TEST_P(ContentsCarrierContract, AFailedReadIsToldAndWhatWasWrittenStays) {
 }
 
 TEST_P(ContentsCarrierContract, AFailedWriteIsToldAndWhatWasWrittenStays) {
-  const std::string text = textOf(4 * kBlock);
+  const std::string text = textOfLength(4 * GetParam().piece);
   for (int n = 1; n <= 4; ++n) {
+    if (!GetParam().readsEveryPiece) continue;  // nothing may be written at all
     SCOPED_TRACE(n);
     open(text);
     target.writes = 0;
@@ -218,12 +240,59 @@ TEST_P(ContentsCarrierContract, AFailedWriteIsToldAndWhatWasWrittenStays) {
   }
 }
 
+TEST_P(ContentsCarrierContract, ADirectoryIsToldAsAFailedRead) {
+  open("");
+  source.close();
+  source.path = dir.path();
+  ASSERT_EQ(source.open(O_RDONLY), 0);
+  EXPECT_EQ(carry(), -1);
+  EXPECT_EQ(handler->messages(),
+            Texts{"\"" + dir.path() + "\", Cannot read from file: Is a directory[21]"});
+}
+
+TEST_P(ContentsCarrierContract, AFileWithoutASizeArrivesWhole) {
+  open("");
+  source.close();
+  source.path = "/proc/version";
+  for (const bool examined : {true, false}) {
+    if (examined) {
+      ASSERT_EQ(source.stat(), 0);
+    } else {
+      source.statBuffer = {};
+    }
+    ASSERT_EQ(source.open(O_RDONLY), 0);
+    ASSERT_EQ(target.open(O_WRONLY | O_TRUNC), 0);
+    EXPECT_EQ(carry(), 0);
+    EXPECT_EQ(carried(), textOf(source.path));
+    EXPECT_NE(carried(), "");
+    close();
+  }
+}
+
+TEST_P(ContentsCarrierContract, WhatAFileMayNotHoldIsToldAndItsPartStays) {
+  const rlim_t most = 2 * GetParam().piece + 512;
+  const std::string text = textOfLength(4 * GetParam().piece);
+  open(text);
+  EXPECT_EQ(inChild([&] {
+              const rlimit limit{most, most};
+              ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+              ASSERT_NE(std::signal(SIGXFSZ, SIG_IGN), SIG_ERR);
+              errno = 0;
+              EXPECT_EQ(carrier->carry(operation, source, target), -1);
+              ASSERT_EQ(handler->errors.size(), 1U);
+              EXPECT_THAT(handler->errors[0].message,
+                          testing::StartsWith("\"" + dir.path() + "\", Cannot write to file"));
+              EXPECT_EQ(carried(), text.substr(0, most));
+            }),
+            "");
+}
+
 class Blocks : public ContentsCarrierContract {};
 INSTANTIATE_TEST_SUITE_P(, Blocks, testing::Values(kCarriers[0]),
                          [](const auto& kind) { return std::string(kind.param.name); });
 
 TEST_P(Blocks, EachBlockIsOneReadAndOneWrite) {
-  open(textOf(10 * kBlock + 1));
+  open(textOfLength(10 * kBlock + 1));
   EXPECT_EQ(carry(), 0);
   EXPECT_EQ(source.reads, 12);  // the last finds the end
   EXPECT_EQ(target.writes, 11);
@@ -238,7 +307,7 @@ TEST_P(Blocks, AnEmptyFileIsReadOnceAndNotWritten) {
 }
 
 TEST_P(Blocks, AShortWriteIsAFailureAndItsPartStays) {
-  const std::string text = textOf(3 * kBlock);
+  const std::string text = textOfLength(3 * kBlock);
   open(text);
   target.mostWritten = 1000;
   EXPECT_EQ(carry(), -1);
@@ -249,7 +318,7 @@ TEST_P(Blocks, AShortWriteIsAFailureAndItsPartStays) {
 }
 
 TEST_P(Blocks, WhatWasWrittenBeforeAFailureIsWholeBlocks) {
-  const std::string text = textOf(4 * kBlock);
+  const std::string text = textOfLength(4 * kBlock);
   open(text);
   source.onRead = [](int n) { return n == 3 ? EIO : 0; };
   EXPECT_EQ(carry(), -1);

@@ -225,6 +225,7 @@ TEST_F(CopyMoveFault, ATargetThatCannotBeRemovedIsNotWrittenTo) {
 
 // What was written until then stays, with the mode that it was made with.
 TEST_F(CopyMoveFault, APartOfAFileStays) {
+  if (engine() != HOQContentsEngine::kBlocks) GTEST_SKIP() << "speaks of blocks";
   trees::make(dir.path(), "s%600=" + std::string(3000, 'x'));
   FaultPlan plan(3, EIO, Call::Write);
   failBy(plan);

@@ -90,9 +90,10 @@ TEST_F(CopyMoveRace, ADirectoryThatBecameAFileIsReported) {
 // A file that is cut short is copied as far as it is read; one that grows as well.
 TEST_F(CopyMoveRace, AFileThatShrinksIsCopiedAsFarAsItIsRead) {
   trees::make(dir.path(), "f=" + std::string(5000, 'x'));
+  const int when = engine() == HOQContentsEngine::kBlocks ? 3 : 1;  // less than 2500 are read
   int reads = 0;
   interfere([&](Call call, const std::string& path) {
-    if (call == Call::Read && path == dir / "f" && ++reads == 3) {
+    if (call == Call::Read && path == dir / "f" && ++reads == when) {
       ASSERT_EQ(truncate(path.c_str(), 2500), 0);
     }
   });
