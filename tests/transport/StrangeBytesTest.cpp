@@ -151,6 +151,26 @@ TEST(StrangeMessages, OfAnUploadThatBreaksOffFailIt) {
   EXPECT_EQ(events.back().result().code(), -1);
 }
 
+constexpr std::size_t kLargestFrame = std::size_t{448} << 10;  // of a transfer's data
+
+TEST(StrangeMessages, OfTheLargestFrameAreTaken) {
+  OnNode<> node;
+  RawClient raw(node.nodes.node("node"));
+  grpc::ClientContext context;
+  const auto both = raw.haul->Transfer(&context);
+  wire::HaulRequest request;
+  request.mutable_create()->set_functional("nobody");
+  request.set_data(std::string(kLargestFrame, 'x'));
+  request.mutable_finish();
+  ASSERT_TRUE(both->Write(request));
+  wire::HaulReply reply;
+  while (both->Read(&reply) && !reply.has_finish()) {
+  }
+  EXPECT_TRUE(reply.has_finish());
+  both->WritesDone();
+  EXPECT_TRUE(both->Finish().ok());
+}
+
 TEST(StrangeMessages, InAStreamOfTransfersEndIt) {
   OnNode<> node;
   wire::HaulRequest twice;
@@ -160,7 +180,7 @@ TEST(StrangeMessages, InAStreamOfTransfersEndIt) {
   wire::HaulRequest finish;
   finish.mutable_finish();
   wire::HaulRequest large;
-  large.set_data(std::string(300'000, 'x'));
+  large.set_data(std::string(kLargestFrame + 1, 'x'));
   wire::HaulRequest whole;
   whole.add_whole()->mutable_create()->set_functional("hoqfile_deserializer");
   wire::HaulRequest largeWhole;

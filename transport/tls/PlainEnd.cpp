@@ -5,10 +5,19 @@
 #include <cerrno>
 
 namespace HOQ::tls {
+namespace {
+
+/// What may wait in the pair each way: about a message, so that writer and reader need not take
+/// turns within one.
+constexpr int kWaiting = 512 * 1024;
+
+}  // namespace
 
 bool PlainEnd::open(UniqueFd& other) {
   int ends[2];
   if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends) != 0) return false;
+  for (const int end : ends)  // as much of it as the system grants
+    (void)::setsockopt(end, SOL_SOCKET, SO_SNDBUF, &kWaiting, sizeof kWaiting);
   fd_.reset(ends[0]);
   other.reset(ends[1]);
   return true;

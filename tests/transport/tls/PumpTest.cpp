@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <algorithm>
+#include <fstream>
 #include <random>
 #include <thread>
 
@@ -127,6 +129,19 @@ TEST(Pump, WhatCameWithTheFirstByteIsHandedOver) {
   ASSERT_TRUE(*clientSide);
   test::makeBlocking((*clientSide)->plain.get());
   EXPECT_EQ(readBytes((*clientSide)->plain.get(), 8), "settings");
+}
+
+TEST(Pump, APlainEndTakesAboutAMessageAtOnce) {
+  std::ifstream file("/proc/sys/net/core/wmem_max");
+  int granted = 0;
+  if (!(file >> granted)) GTEST_SKIP() << "the system does not tell what it grants";
+  PumpHarness harness;
+  auto pair = harness.connection();
+  ASSERT_TRUE(pair);
+  int room = 0;
+  socklen_t length = sizeof room;
+  ASSERT_EQ(::getsockopt(pair->first.fd(), SOL_SOCKET, SO_SNDBUF, &room, &length), 0);
+  EXPECT_GE(room, 2 * std::min(granted, 512 * 1024)) << "the system counts twice what is asked for";
 }
 
 TEST(Pump, OptionsThatMakeNoSenseAreRefused) {
