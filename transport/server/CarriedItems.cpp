@@ -39,7 +39,7 @@ bool ItemNews::send(Step step) {
   to.set_size(toldSize_);
   to.set_offset(toldOffset_);
   to.set_step(step);
-  return call_.send(std::move(event), false);
+  return call_.send(std::move(event), FilerCall::Haste::kNone);
 }
 
 StreamedUpload::StreamedUpload(const wire::TransferItem& item, std::size_t number, FilerCall& call,
@@ -110,7 +110,7 @@ int StreamedDownload::append(const char* bytes, std::size_t count) {
     const std::size_t piece = std::min(count, kFrame);
     wire::FilerEvent event;
     event.set_data(bytes, piece);
-    if (!call_.send(std::move(event), false)) return -1;
+    if (!call_.send(std::move(event), FilerCall::Haste::kNone)) return -1;
     call_.record().bytesOut += piece;
     bytes += piece;
     count -= piece;

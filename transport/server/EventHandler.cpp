@@ -30,8 +30,9 @@ class RecordSink final : public HOQMsgSink {
 };
 
 RecordBatches::Take sendBatches(FilerCall& call) {
-  return
-      [&call](wire::FilerEvent&& batch, std::size_t) { return call.send(std::move(batch), false); };
+  return [&call](wire::FilerEvent&& batch, std::size_t) {
+    return call.send(std::move(batch), FilerCall::Haste::kNone);
+  };
 }
 
 /// A handler must not throw; a call that cannot be told something any more is broken off.
@@ -57,7 +58,7 @@ void EventHandler::error(const HOQRequestErrorData& error) {
     if (call_.beforeRecord) call_.beforeRecord();
     wire::FilerEvent event;
     toWire(error, *event.mutable_error());
-    (void)call_.send(std::move(event), true);
+    (void)call_.send(std::move(event), FilerCall::Haste::kNow);
   });
 }
 
@@ -66,7 +67,7 @@ void EventHandler::progress(const HOQRequestProgressData& progress) {
     if (call_.beforeRecord) call_.beforeRecord();
     wire::FilerEvent event;
     toWire(progress, *event.mutable_progress());
-    (void)call_.send(std::move(event), true);
+    (void)call_.send(std::move(event), FilerCall::Haste::kSoon);
   });
 }
 
@@ -87,7 +88,7 @@ void EventHandler::answer(const HOQMsgWriter& answer, const HOQRequestErrorData&
     event.mutable_answer()->set_tag(sink.tag());
     event.mutable_answer()->set_code(outcome.code);
     event.mutable_answer()->set_message(outcome.message);
-    (void)call_.send(std::move(event), false);
+    (void)call_.send(std::move(event), FilerCall::Haste::kNone);
   });
 }
 

@@ -73,7 +73,7 @@ void FilerCall::run(const wire::RequestContext& context, const Body& body) {
     wire::FilerEvent last;
     *last.mutable_result() = perform(context, body);
     record_.code = last.result().code();
-    (void)send(std::move(last), false);  // a client that is gone misses it
+    (void)send(std::move(last), Haste::kNone);  // a client that is gone misses it
   } catch (const std::exception& error) {
     status = grpc::Status(grpc::StatusCode::INTERNAL, "The operation broke off on the node");
     record_.code = -1;
@@ -111,13 +111,14 @@ wire::FilerEvent::Result FilerCall::perform(const wire::RequestContext& context,
   return result;
 }
 
-bool FilerCall::send(wire::FilerEvent&& event, bool urgent) {
+bool FilerCall::send(wire::FilerEvent&& event, Haste haste) {
   Lock lock(mutex_);
   if (gone_) return false;
   gatheredBytes_ += event.ByteSizeLong();
   *gathered_.add_events() = std::move(event);
-  urgent_ = urgent_ || urgent;
-  if (!writing_ && (urgent_ || gatheredBytes_ >= kFlush)) flush(lock);
+  if (haste == Haste::kNow) urgent_ = true;
+  if (haste == Haste::kSoon) flushSoon();
+  flushIfDue(lock);
   const auto room = [this] { return gone_ || gatheredBytes_ < kMost; };
   if (changed_.wait_for(lock, ledger_->settings().idle, room)) return !gone_;
   gone_ = true;
@@ -132,12 +133,34 @@ bool FilerCall::gone() const {
   return gone_;
 }
 
+void FilerCall::flushIfDue(Lock& lock) {
+  if (!writing_ && (urgent_ || gatheredBytes_ >= kFlush)) flush(lock);
+}
+
+/// Makes what is gathered urgent when the last write is long enough ago: a message for each of many
+/// small events would cost both sides more than the work that they tell of.
+void FilerCall::flushSoon() {
+  const auto left = flushed_ + kPace - Clock::now();
+  if (left.count() <= 0) urgent_ = true;
+  if (urgent_ || alarmed_) return;
+  alarmed_ = true;
+  alarm_ = std::make_unique<grpc::Alarm>();  // the last one may still be on its way out
+  alarm_->Set(std::chrono::system_clock::now() + left, [self = shared_from_this()](bool) {
+    Lock lock(self->mutex_);
+    self->alarmed_ = false;
+    if (self->ended_ || self->gone_ || self->gathered_.events_size() == 0) return;
+    self->urgent_ = true;
+    self->flushIfDue(lock);
+  });
+}
+
 /// Begins the next write. The wire is called without the lock; it stays, since the call is not
 /// finished while it writes.
 void FilerCall::flush(Lock& lock) {
   writing_ = true;
   urgent_ = false;
   gatheredBytes_ = 0;
+  flushed_ = Clock::now();
   flight_.Swap(&gathered_);
   gathered_.Clear();
   lock.unlock();
@@ -154,8 +177,8 @@ void FilerCall::wrote(bool ok) {
   }
   if (ended_)
     finishNow(lock);
-  else if (!gone_ && (urgent_ || gatheredBytes_ >= kFlush))
-    flush(lock);
+  else if (!gone_)
+    flushIfDue(lock);
   changed_.notify_all();
 }
 

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <grpcpp/alarm.h>
 #include <grpcpp/support/server_callback.h>
 #include <hoq/v1/filer.pb.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -46,8 +48,12 @@ class FilerCall final : public LiveCall, public std::enable_shared_from_this<Fil
 
   // For the operation's thread.
 
-  /// Passes an event on; `urgent`: the client should have it soon. False: the client is gone.
-  bool send(hoq::v1::FilerEvent&& event, bool urgent);
+  /// When the client should have an event: with what comes next, within a moment that it shares
+  /// with others of its kind, or at once.
+  enum class Haste { kNone, kSoon, kNow };
+
+  /// Passes an event on. False: the client is gone.
+  bool send(hoq::v1::FilerEvent&& event, Haste haste);
   bool gone() const;
   /// The next message of an upload; false: there is none, and the client is gone.
   bool receive(hoq::v1::UploadRequest& message);
@@ -68,8 +74,11 @@ class FilerCall final : public LiveCall, public std::enable_shared_from_this<Fil
  private:
   using Lock = std::unique_lock<std::mutex>;
 
+  using Clock = std::chrono::steady_clock;
+
   static constexpr std::size_t kFlush = 64 * 1024;
-  static constexpr std::size_t kMost = 512 * 1024;  // in the reply that is being gathered
+  static constexpr std::chrono::milliseconds kPace{20};  // between replies for what has kSoon
+  static constexpr std::size_t kMost = 512 * 1024;       // in the reply that is being gathered
   static constexpr std::size_t kMostReceived = 1024 * 1024;
 
   void run(const hoq::v1::RequestContext& context, const Body& body);
@@ -77,6 +86,8 @@ class FilerCall final : public LiveCall, public std::enable_shared_from_this<Fil
   void end(const grpc::Status& status);
   void finishNow(Lock& lock);
   void flush(Lock& lock);
+  void flushSoon();
+  void flushIfDue(Lock& lock);
   void rearm(Lock& lock);
 
   const std::shared_ptr<Ledger> ledger_;
@@ -92,6 +103,9 @@ class FilerCall final : public LiveCall, public std::enable_shared_from_this<Fil
   hoq::v1::FilerReply flight_;  // the wire's while writing_
   bool writing_ = false;
   bool urgent_ = false;
+  Clock::time_point flushed_;           // when the last write began
+  std::unique_ptr<grpc::Alarm> alarm_;  // that makes it urgent
+  bool alarmed_ = false;
   bool gone_ = false;
   bool ended_ = false;  // the operation
   std::string trouble_;
