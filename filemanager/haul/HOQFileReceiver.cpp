@@ -104,19 +104,20 @@ void HOQFileReceiver::fallShort(const char* text) {
 
 void* HOQFileReceiver::threadMain(void* self) {
   auto& receiver = *static_cast<HOQFileReceiver*>(self);
+  clearErrorMessage();  // of what the thread ran before
   receiver.code = receiver.receiveData();
   if (receiver.code != 0) receiver.message = getErrorMessage();
   return nullptr;
 }
 
 int HOQFileReceiver::startReceiveData() {
-  const int failed = pthread_create(&thread, nullptr, threadMain, this);
+  const int failed = HOQKeptThread::start(threadMain, this, thread);
   running = failed == 0;
   return failed;
 }
 
 int HOQFileReceiver::waitFinish() {
-  if (running) (void)pthread_join(thread, nullptr);
+  if (running) HOQKeptThread::finish(thread);
   running = false;
   if (routine) (void)routine->close();
   routine.reset();

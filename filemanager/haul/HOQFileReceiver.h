@@ -1,13 +1,12 @@
 #pragma once
 
-#include <pthread.h>
-
 #include <boost/smart_ptr/shared_ptr.hpp>
 #include <cstdint>
 #include <string>
 
 #include <hoq/HOQChannelEndPrototype.h>
 #include <hoq/HOQFilerOptions.h>
+#include <hoq/HOQKeptThread.h>
 #include <hoq/HOQRequestErrorData.h>
 
 #include "routine/HOQFileRoutine.h"
@@ -35,7 +34,7 @@ class HOQFileReceiver : public HOQRequestErrorData {
   /// Receives, closes the file and lets it go. 1: the size did not come; the file then stays open.
   int receiveData();
 
-  /// The same in a thread. 0, or the error number that says why there is none.
+  /// The same in a thread (see HOQKeptThread). 0, or the error number that says why there is none.
   int startReceiveData();
   static void* threadMain(void* self);
 
@@ -64,7 +63,7 @@ class HOQFileReceiver : public HOQRequestErrorData {
 
   HOQChannelEndPtr channel;
   boost::shared_ptr<HOQFileRoutine> routine;
-  pthread_t thread{};
+  HOQKeptThread* thread = nullptr;  // while running
   bool closeOnFinish = false;
   bool running = false;
   bool received = false;  // receiveData() has run to its end

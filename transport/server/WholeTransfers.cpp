@@ -24,6 +24,7 @@ constexpr char kFinish[] = "finish";
 
 void WholeTransfers::begin(Item item) {
   if (failure_) return;
+  if (!keeping_) keeping_.emplace();
   // What is started and no more, a directory, cannot be undone.
   while (!running_.empty() && (!item.data || running_.size() >= mostAtOnce(ledger_)))
     settleOldest();
@@ -74,6 +75,7 @@ bool WholeTransfers::start(Running& one, Item& item) {
 
 void WholeTransfers::settle() {
   while (!running_.empty()) settleOldest();
+  keeping_.reset();
 }
 
 void WholeTransfers::settleOldest() {
@@ -104,6 +106,7 @@ void WholeTransfers::abandon(const std::string& trouble) {
     ended(one);
   }
   running_.clear();
+  keeping_.reset();
 }
 
 void WholeTransfers::ended(Running& one) {

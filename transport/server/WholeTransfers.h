@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <hoq/HOQChannelEndPrototype.h>
+#include <hoq/HOQKeptThread.h>
 #include <hoq/HOQStageService.h>
 
 #include "server/HaulCreate.h"
@@ -65,6 +66,7 @@ class WholeTransfers {
   std::uint32_t done_ = 0;
   std::optional<Failure> failure_;
   std::vector<CallRecord> untold_;
+  std::optional<HOQKeptThread::Keeping> keeping_;  // from the first begin() to the next settle()
 };
 
 }  // namespace HOQ::transport
