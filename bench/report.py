@@ -52,7 +52,7 @@ def _rows(rows):
         lines.append((
             figure(row, row["figure"]), f"({lowest} to {highest})",
             "-" if row["aim"] is None else figure(row, row["aim"]),
-            verdict(row["figure"], row["aim"]), row["job"], row["against"],
+            verdict(row["figure"], row["aim"]), row["job"], _against(row),
             f"{ours['seconds']:.4f} {other['seconds']:.4f}",
             f"{ours['spread']:.0%} {other['spread']:.0%}",
             f"{ours['cpu_seconds']:.3f} {other['cpu_seconds']:.3f}",
@@ -87,6 +87,11 @@ def _growth(jobs):
                       column(lambda size: f"{size['peak_kib'] / 1024:.1f}"),
                       "held" if job["held"] else "not held"))
     return lines, (2, 3, 7)
+
+
+def _against(row):
+    taken, all_rounds = len(row["other"]["rounds"]), len(row["ours"]["rounds"])
+    return row["against"] + (f", {taken} of {all_rounds} rounds" if taken < all_rounds else "")
 
 
 def _rates(rates):

@@ -19,6 +19,7 @@ class Other:
     ratio: Optional[float] = None  # aim: our time / its time, at most
     extra_ms: Optional[float] = None  # aim instead: our time - its time, at most
     lines: Optional[int] = None  # lines it prints, less the entries of the tree
+    rounds: Optional[int] = None  # that it takes part in, the first ones; for what takes minutes
 
     @property
     def label(self):

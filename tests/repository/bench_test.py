@@ -191,6 +191,18 @@ class NodesTest(unittest.TestCase):
         self.assertEqual([len(each["ours"]["rounds"]) for each in taken], [3] * 4)
         self.assertEqual(missing, ["job: no-such-tool-here is not installed"])
 
+    def test_what_takes_minutes_takes_part_in_the_first_rounds_only_and_the_report_says_so(self):
+        group = nodes.Group("job", "deep", (rows.Other(("{hoq}",), "one"),),
+                            (rows.Other(("true",), "slow", rounds=1), rows.Other(("true",), "yes")))
+        taken, _ = nodes.measure_group(self.bench(), group)
+        self.assertEqual([len(each["other"]["rounds"]) for each in taken], [1, 3])
+        first = taken[0]["ours"]["rounds"][0] / taken[0]["other"]["rounds"][0]
+        self.assertEqual(taken[0]["figure"], first, "ours of the same round")
+        text = report.text({"machine": {}, "rounds": 3, "rows": taken, "memory": [], "calls": [],
+                            "rates": [], "idle": [], "not_measured": []})
+        self.assertIn("slow, 1 of 3 rounds", text)
+        self.assertNotIn("yes, ", text)
+
     def test_peaks_of_what_serves_are_taken_while_ours_runs(self):
         bench = self.bench()
         group = nodes.Group("job", "deep", (rows.Other(("{hoq}",), "one"),),
