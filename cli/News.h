@@ -29,6 +29,11 @@ class News : public HOQRequestHandlerPrototype {
       events.emplace_back(progress);
   }
   void answer(const HOQMsgWriter&, const HOQRequestErrorData&) override { answered = true; }
+  bool takesRecords() const override { return onRecord != nullptr; }
+  bool record(const boost::shared_ptr<HOQFileType>& record) override {
+    onRecord(record);
+    return true;
+  }
   bool itemReached() override {
     items.fetch_add(1, std::memory_order_relaxed);
     return true;
@@ -47,6 +52,8 @@ class News : public HOQRequestHandlerPrototype {
 
   /// Takes progress records instead of their being collected. Must not throw.
   std::function<void(const HOQRequestProgressData&)> onProgress;
+  /// Takes a list's records one by one, instead of their being in its answer.
+  std::function<void(const boost::shared_ptr<HOQFileType>&)> onRecord;
   std::vector<Event> events;
   bool answered = false;
   Counter& items;

@@ -1,5 +1,6 @@
 #include "commands/Lookup.h"
 
+#include <algorithm>
 #include <boost/smart_ptr/make_shared.hpp>
 #include <cerrno>
 
@@ -7,12 +8,13 @@
 #include <hoq/HOQResultCodes.h>
 
 #include "PathText.h"
+#include "listing/Gathering.h"
 #include "listing/Selection.h"
 
 namespace HOQ::cli {
 namespace {
 
-constexpr int kPlaceholders = 2;  // the Filer's "." and ".." without contents come first
+constexpr std::size_t kPlaceholders = 2;  // the Filer's "." and ".." without contents come first
 constexpr std::string_view kNotDirectoryText = "Cannot list/stat non directory item";
 
 bool saysNotDirectory(const std::vector<std::string>& errors) {
@@ -42,12 +44,30 @@ std::string tidied(std::string text) {
 
 }  // namespace
 
+/// `parent`: what a gathered ".." is shown as; empty: as it comes.
 Listed Lookup::ask(const std::string& directory, const std::string& path, int options,
-                   const std::vector<HOQFileFilter>* filters) {
+                   const std::vector<HOQFileFilter>* filters, Gathering* gathering,
+                   const RecordPtr& parent) {
   Listed listed{Listed::Outcome::kListed, false, {}, {}};
   const auto filer = session_.filer(directory);
+  News& news = session_.news();
+  std::size_t came = 0;
+  if (gathering != nullptr)
+    news.onRecord = [&](const RecordPtr& record) {
+      if (came++ < kPlaceholders) return;
+      gathering->take(parent && record->name == ".." ? *parent : *record);
+    };
   const int code = filer->list({path}, &listed.records, HOQFilerOptions(options), filters, fields_);
-  listed.errors = session_.news().takeErrors();
+  if (gathering != nullptr) {
+    for (const RecordPtr& record : listed.records) news.onRecord(record);  // a node that kept them
+    listed.records.clear();
+    news.onRecord = nullptr;
+    if (!news.answered) {  // what came before the end of the connection is no answer
+      gathering->clear();
+      came = 0;
+    }
+  }
+  listed.errors = news.takeErrors();
   if (code == kAccessRefused) {
     refused_ = true;
     listed.errors = {"\"" + directory + "\", access refused"};
@@ -55,8 +75,11 @@ Listed Lookup::ask(const std::string& directory, const std::string& path, int op
     return listed;
   }
   if (listed.records.size() >= kPlaceholders)
-    listed.records.erase(listed.records.begin(), listed.records.begin() + kPlaceholders);
-  if (code != 0 && listed.records.empty() && saysNotDirectory(listed.errors)) {
+    listed.records.erase(listed.records.begin(),
+                         listed.records.begin() + static_cast<std::ptrdiff_t>(kPlaceholders));
+  listed.count =
+      gathering == nullptr ? listed.records.size() : came - std::min(came, kPlaceholders);
+  if (code != 0 && listed.count == 0 && saysNotDirectory(listed.errors)) {
     listed.outcome = Listed::Outcome::kNotDirectory;
     listed.errors.clear();
     return listed;
@@ -72,15 +95,22 @@ Listed Lookup::reported(Listed listed) {
 }
 
 Listed Lookup::list(const std::string& full, bool through,
-                    const std::vector<HOQFileFilter>* filters) {
-  Listed listed = askThrough(full, through, options_, filters);
+                    const std::vector<HOQFileFilter>* filters, Gathering* gathering) {
+  Listed listed = askThrough(full, through, options_, filters, gathering);
   // Only the Filer's own walk knows where another file system begins.
   constexpr int kEntersDirectories = HOQFilerOptions::kRecursive | HOQFilerOptions::kSumSizes;
   const bool stopped =
-      listed.outcome == Listed::Outcome::kListed && !listed.complete && !listed.records.empty();
+      listed.outcome == Listed::Outcome::kListed && !listed.complete && listed.count != 0;
   if (stopped && (options_ & kEntersDirectories) != 0 &&
-      (options_ & HOQFilerOptions::kOneFileSystem) == 0)
+      (options_ & HOQFilerOptions::kOneFileSystem) == 0) {
     putTogether(full, through, listed, filters);
+    listed.count = listed.records.size();
+    if (gathering != nullptr) {
+      gathering->clear();
+      for (const RecordPtr& record : listed.records) gathering->take(*record);
+      listed.records.clear();
+    }
+  }
   return reported(std::move(listed));
 }
 
@@ -112,9 +142,15 @@ void Lookup::putTogether(const std::string& full, bool through, Listed& listed,
 }
 
 Listed Lookup::askThrough(const std::string& full, bool through, int options,
-                          const std::vector<HOQFileFilter>* filters) {
-  Listed listed = ask(full, "", options, filters);
+                          const std::vector<HOQFileFilter>* filters, Gathering* gathering) {
+  Listed listed = ask(full, "", options, filters, gathering);
   if (listed.outcome != Listed::Outcome::kNotDirectory || !through) return listed;
+  if (gathering != nullptr) {
+    std::string why;
+    const RecordPtr parent = filters == nullptr ? find(join(full, ".."), true, why) : nullptr;
+    if (parent) parent->name = "..";
+    return ask(join(full, "."), "", options, filters, gathering, parent);
+  }
   listed = ask(join(full, "."), "", options, filters);
   if (listed.outcome != Listed::Outcome::kListed) return listed;
   // The Filer cuts "/.." off by its text, which is the link here.

@@ -19,7 +19,9 @@ struct LsCommand::Run {
         filters(lsCommand.sumSizes_ ? conditions.indispensableFilters() : conditions.filters()),
         requestFilters(filters.empty() ? nullptr : &filters),
         lookup(lsSession, lsCommand.requestOptions(),
-               lsCommand.requestFields(lsSession.settings().json)) {}
+               lsCommand.requestFields(lsSession.settings().json)),
+        view(lsCommand.viewOf(lsSession)),
+        selection(lsCommand.all_, conditions) {}
 
   void addPath(const std::string& typed);
   void addPattern(const std::string& pattern);
@@ -35,6 +37,8 @@ struct LsCommand::Run {
   const std::vector<HOQFileFilter> filters;
   const std::vector<HOQFileFilter>* const requestFilters;
   Lookup lookup;
+  const View view;
+  const Selection selection;
   std::vector<Item> items;
   std::vector<Directory> directories;
   bool complete = true;
@@ -42,11 +46,14 @@ struct LsCommand::Run {
 
 /// True when `full` is a directory, or the attempt has come to an end that was told.
 bool LsCommand::Run::addDirectory(const std::string& shown, const std::string& full, bool through) {
-  Listed listed = lookup.list(full, through, requestFilters);
+  std::shared_ptr<Gathering> gathered;
+  if (gathers(view, session.output().isTerminal()))
+    gathered = std::make_shared<Gathering>(selection, view.style, view.longFormat);
+  Listed listed = lookup.list(full, through, requestFilters, gathered.get());
   if (listed.outcome == Listed::Outcome::kNotDirectory) return false;
   complete = complete && listed.complete;
-  if (listed.outcome == Listed::Outcome::kListed && (listed.complete || !listed.records.empty()))
-    directories.push_back({shown, std::move(listed.records)});
+  if (listed.outcome == Listed::Outcome::kListed && (listed.complete || listed.count != 0))
+    directories.push_back({shown, std::move(listed.records), std::move(gathered)});
   return true;
 }
 
@@ -104,14 +111,17 @@ void LsCommand::Run::print() {
             [](const Item& a, const Item& b) { return a.shown < b.shown; });
   std::stable_sort(directories.begin(), directories.end(),
                    [](const Directory& a, const Directory& b) { return a.shown < b.shown; });
+  Printer(session.output(), view, selection).print(items, directories);
+}
+
+View LsCommand::viewOf(Session& session) const {
   View view;
   view.json = session.settings().json;
-  view.longFormat = command.long_;
-  view.tree = command.recursive_;
-  view.sizes = command.sumSizes_;
-  view.style = {session.output().isTerminal(), session.showsColor(), command.human_};
-  const Selection selection(command.all_, conditions);
-  Printer(session.output(), view, selection).print(items, directories);
+  view.longFormat = long_;
+  view.tree = recursive_;
+  view.sizes = sumSizes_;
+  view.style = {session.output().isTerminal(), session.showsColor(), human_};
+  return view;
 }
 
 int LsCommand::requestOptions() const {

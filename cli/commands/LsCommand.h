@@ -21,6 +21,7 @@ class LsCommand : public Command {
  private:
   struct Run;
 
+  View viewOf(Session& session) const;
   int requestOptions() const;
   unsigned requestFields(bool json) const;
 

@@ -26,6 +26,15 @@ void writeJsonLine(Output& out, std::string_view path, const HOQFileType& record
 void writeJsonLines(Output& out, const Directory& directory, const Selection& selection,
                     bool tree) {
   std::string path = join(directory.shown, "");
+  if (directory.gathered) {
+    const std::size_t length = path.size();
+    directory.gathered->drain([&](const HOQFileType& record) {
+      path.resize(length);
+      path += record.name;
+      writeJsonLine(out, path, record);
+    });
+    return;
+  }
   std::vector<Level> levels;
   levels.push_back({selection.of(directory.records, !tree, tree), 0, path.size()});
   while (!levels.empty()) {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <boost/smart_ptr/shared_ptr.hpp>
+#include <memory>
 #include <string>
 
 #include <hoq/HOQFileType.h>
 
+#include "listing/Gathering.h"
 #include "listing/LongLines.h"
 #include "listing/Selection.h"
 
@@ -29,6 +31,12 @@ struct Item {
 struct Directory {
   std::string shown;
   Selection::Records records;
+  std::shared_ptr<Gathering> gathered = nullptr;  // instead of records, where it is set
 };
+
+/// Whether lists are shown so that their entries can be gathered one by one.
+inline bool gathers(const View& view, bool terminal) {
+  return !view.tree && (view.json || view.longFormat || (!view.sizes && !terminal));
+}
 
 }  // namespace HOQ::cli

@@ -53,14 +53,11 @@ void appendName(Output& out, const Style& style, const HOQFileType& record, std:
   if (color != nullptr) out.append("\x1b[0m");
 }
 
-void LongLines::startBlock() { linkWidth_ = userWidth_ = groupWidth_ = sizeWidth_ = 0; }
-
-void LongLines::measure(const HOQFileType& record) {
-  linkWidth_ = std::max(linkWidth_, digitsOf(record.nlink));
-  userWidth_ = std::max(userWidth_, displayWidth(ownerText(record.user, record.uid)));
-  groupWidth_ = std::max(groupWidth_, displayWidth(ownerText(record.group, record.gid)));
-  sizeWidth_ = std::max(sizeWidth_,
-                        style_.human ? sizeText(record.size, true).size() : digitsOf(record.size));
+void LongWidths::measure(const HOQFileType& record, const Style& style) {
+  link = std::max(link, digitsOf(record.nlink));
+  user = std::max(user, displayWidth(ownerText(record.user, record.uid)));
+  group = std::max(group, displayWidth(ownerText(record.group, record.gid)));
+  size = std::max(size, style.human ? sizeText(record.size, true).size() : digitsOf(record.size));
 }
 
 void LongLines::write(Output& out, const HOQFileType& record, std::string_view name) {
@@ -68,13 +65,13 @@ void LongLines::write(Output& out, const HOQFileType& record, std::string_view n
   out.append({mode.data(), mode.size()});
   out.append(" ");
   const fmt::format_int links(record.nlink);
-  appendRight(out, {links.data(), links.size()}, linkWidth_);
+  appendRight(out, {links.data(), links.size()}, widths_.link);
   out.append(" ");
-  appendLeft(out, shownText(style_, ownerText(record.user, record.uid)), userWidth_);
+  appendLeft(out, shownText(style_, ownerText(record.user, record.uid)), widths_.user);
   out.append(" ");
-  appendLeft(out, shownText(style_, ownerText(record.group, record.gid)), groupWidth_);
+  appendLeft(out, shownText(style_, ownerText(record.group, record.gid)), widths_.group);
   out.append(" ");
-  appendRight(out, sizeText(record.size, style_.human), sizeWidth_);
+  appendRight(out, sizeText(record.size, style_.human), widths_.size);
   out.append(" ");
   out.append(times_.of(record.mtime));
   out.append(" ");

@@ -29,7 +29,10 @@ void Printer::print(const std::vector<Item>& items, const std::vector<Directory>
       continue;
     }
     if (!alone) printHeading(directory.shown);
-    printEntries(selection_.of(directory.records, true, false));
+    if (directory.gathered)
+      printGathered(*directory.gathered);
+    else
+      printEntries(selection_.of(directory.records, true, false));
   }
 }
 
@@ -37,6 +40,16 @@ void Printer::printJson(const std::vector<Item>& items, const std::vector<Direct
   for (const Item& item : items) writeJsonLine(out_, item.shown, *item.record);
   for (const Directory& directory : directories)
     writeJsonLines(out_, directory, selection_, view_.tree);
+}
+
+void Printer::printGathered(Gathering& gathered) {
+  lines_.startBlock(gathered.widths());
+  gathered.drain([this](const HOQFileType& record) {
+    if (view_.longFormat)
+      lines_.write(out_, record, record.name);
+    else
+      printLine({&record, record.name});
+  });
 }
 
 /// An empty line between what stands above and what comes.
@@ -71,12 +84,14 @@ void Printer::printNames(const std::vector<Named>& names) {
   } else if (out_.isTerminal()) {
     printColumns(names);
   } else {
-    for (const Named& named : names) {
-      appendName(out_, view_.style, *named.record, named.name);
-      out_.append("\n");
-      out_.checkpoint();
-    }
+    for (const Named& named : names) printLine(named);
   }
+}
+
+void Printer::printLine(const Named& named) {
+  appendName(out_, view_.style, *named.record, named.name);
+  out_.append("\n");
+  out_.checkpoint();
 }
 
 void Printer::printSizes(const std::vector<Named>& names) {

@@ -30,6 +30,8 @@ class Printer {
   void printSizes(const std::vector<Named>& names);
   void printColumns(const std::vector<Named>& names);
   void printHeading(std::string_view heading);
+  void printGathered(Gathering& gathered);
+  void printLine(const Named& named);
   void printEntries(const std::vector<Entry>& entries);
   void printBlocks(const Directory& directory);
   void separate();

@@ -21,18 +21,23 @@ bool before(const Entry& a, const Entry& b) {
 
 bool isDots(const std::string& name) { return name == "." || name == ".."; }
 
+Selection::Place Selection::placeOf(const HOQFileType& record, bool dots, bool tree) const {
+  const std::string& name = record.name;
+  if (!name.empty() && name.front() == '.') {
+    if (!all_) return Place::kNone;
+    if (isDots(name) && (!dots || filters())) return Place::kNone;
+  }
+  if (!filters() || conditions_.matches(record)) return Place::kShown;
+  return tree && record.type == HOQFileType::kDirectory ? Place::kThere : Place::kNone;
+}
+
 std::vector<Entry> Selection::of(const Records& records, bool dots, bool tree) const {
   std::vector<Entry> entries;
   entries.reserve(records.size());
   for (const auto& record : records) {
-    const std::string& name = record->name;
-    if (!name.empty() && name.front() == '.') {
-      if (!all_) continue;
-      if (isDots(name) && (!dots || filters())) continue;
-    }
-    const bool shown = !filters() || conditions_.matches(*record);
-    if (!shown && !(tree && record->type == HOQFileType::kDirectory)) continue;
-    entries.push_back({orderOf(name), record.get(), shown});
+    const Place place = placeOf(*record, dots, tree);
+    if (place != Place::kNone)
+      entries.push_back({orderOf(record->name), record.get(), place == Place::kShown});
   }
   std::sort(entries.begin(), entries.end(), before);
   return entries;

@@ -25,8 +25,17 @@ class Selection {
   /// `all`: hidden names as well. `conditions` is not owned and must outlive this object.
   Selection(bool all, const Conditions& conditions) : all_(all), conditions_(conditions) {}
 
+  enum class Place {
+    kNone,
+    kThere,  // not shown itself
+    kShown,
+  };
+
   /// `dots`: "." and ".." as well, where hidden names are shown and nothing is filtered. `tree`:
   /// directories that the conditions refuse are there, not shown.
+  Place placeOf(const HOQFileType& record, bool dots, bool tree) const;
+
+  /// Those that have a place, sorted.
   std::vector<Entry> of(const Records& records, bool dots, bool tree) const;
 
   bool filters() const { return !conditions_.empty(); }
