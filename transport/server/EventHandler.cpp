@@ -56,6 +56,7 @@ EventHandler::EventHandler(FilerCall& call) : call_(call), batches_(sendBatches(
 void EventHandler::error(const HOQRequestErrorData& error) {
   tell(call_, [&] {
     if (call_.beforeRecord) call_.beforeRecord();
+    (void)batches_.flush();  // what came before the error; a client that is gone misses it
     wire::FilerEvent event;
     toWire(error, *event.mutable_error());
     (void)call_.send(std::move(event), FilerCall::Haste::kNow);
