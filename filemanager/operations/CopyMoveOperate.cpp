@@ -49,6 +49,7 @@ CopyMoveOperate::CopyMoveOperate(HOQFileRoutine& source, HOQFileRoutine& targetR
     : FileOperate(source, requestOptions, true),
       target(targetRoutine),
       targetIsDir(targetRoutine.stat() == 0),
+      linuxTarget(dynamic_cast<HOQFileRoutineLin*>(&targetRoutine)),
       carrier(ContentsCarrier::make(HOQContentsEngine::chosen())) {}
 
 CopyMoveOperate::~CopyMoveOperate() = default;
@@ -59,6 +60,7 @@ int CopyMoveOperate::operate(const char* name) {
     targetLength = static_cast<int>(target.path.size());
   else
     target.path.resize(static_cast<std::size_t>(targetLength));
+  if (depth > 0) stayInTarget();
 
   const bool exists = findPlace(name);
   const int refused = refuseCopyIntoItself(exists);
@@ -79,13 +81,25 @@ int CopyMoveOperate::operate(const char* name) {
   return carryItem(exists);
 }
 
+/// The entries of a directory go to one directory: the system need not look its path up for each.
+void CopyMoveOperate::stayInTarget() {
+  if (linuxTarget && !linuxTarget->holds()) linuxTarget->hold();
+}
+
+void CopyMoveOperate::leaveTarget() {
+  if (linuxTarget) linuxTarget->letGo();
+}
+
 /// Points the target at the place of the item in hand. Whether something is there: the target's
 /// stat buffer describes it; where nothing is, the buffer keeps what it had, which is the
 /// directory of the place where that was examined.
 bool CopyMoveOperate::findPlace(const char* name) {
-  const bool isThere = examinePlace();
-  targetIsDir = isThere && target.isDir();
-  if (!targetIsDir && depth == 0) return isThere;
+  // Below a directory every item goes behind the place, which matters to a move alone then.
+  if (depth == 0 || moveItems) {
+    const bool isThere = examinePlace();
+    targetIsDir = isThere && target.isDir();
+    if (!targetIsDir && depth == 0) return isThere;
+  }
   // A pattern's last component may have been walked as the current path itself, without a name.
   const bool nameless = *name == '\0' && has(HOQFilerOptions::kWildcards);
   const char* item = nameless ? path.routine->path.c_str() : name;
@@ -257,6 +271,7 @@ bool CopyMoveOperate::sourceIsLink() {
 }
 
 int CopyMoveOperate::beforeDir(int& savedLength) {
+  leaveTarget();
   if (path.scanning) {  // its matches go where the pattern as a whole goes
     ++depth;
     return 0;
@@ -278,6 +293,7 @@ void CopyMoveOperate::noteEnteredTarget() {
 }
 
 int CopyMoveOperate::afterDir(int savedLength, int result) {
+  leaveTarget();
   --depth;
   if (path.scanning) return result;
   const bool copied = enteredTargets.back() != kNotMade;

@@ -9,6 +9,7 @@
 
 #include "engine/FileOperate.h"
 #include "operations/ContentsCarrier.h"
+#include "routine/HOQFileRoutineLin.h"
 
 namespace HOQ {
 
@@ -46,6 +47,8 @@ class CopyMoveOperate : public FileOperate {
   /// Whether what is copied is also removed: not what was reached through a linked directory.
   bool removesSource() const { return moveItems && linkDepth == -1; }
 
+  void stayInTarget();
+  void leaveTarget();
   bool findPlace(const char* name);
   bool examinePlace();
   int refuseCopyIntoItself(bool exists);
@@ -61,6 +64,7 @@ class CopyMoveOperate : public FileOperate {
   int copyLink();
   bool sourceIsLink();
 
+  HOQFileRoutineLin* const linuxTarget;  // the target routine, if it is one of those
   const std::unique_ptr<ContentsCarrier> carrier;
   int placeError = 0;                  // why the item's place could not be examined; 0: it was
   std::string targetChainOf;           // the directory that targetChain was made for

@@ -33,19 +33,36 @@ static_assert(sizeof(off_t) == 8, "file sizes and offsets have 64 bits");
 HOQFileRoutineLin::HOQFileRoutineLin(const std::string& initialPath)
     : HOQFileRoutine(initialPath) {}
 
-HOQFileRoutineLin::~HOQFileRoutineLin() = default;
+HOQFileRoutineLin::~HOQFileRoutineLin() { letGo(); }
+
+void HOQFileRoutineLin::hold() {
+  const int kept = errno;
+  letGo();
+  heldDirectory = ::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+  heldPath = path;
+  errno = kept;
+}
+
+void HOQFileRoutineLin::letGo() {
+  if (heldDirectory >= 0) ::close(heldDirectory);
+  heldDirectory = -1;
+}
 
 int HOQFileRoutineLin::creationMode() const {
   return securityAttributes ? securityAttributes->value : kDefaultMode;
 }
 
-/// Relative to the directory that is being read, where the path names an entry of it: the system
-/// need not look the whole path up again for each. Only where the answer is the path's own: through
-/// links, or for a path too long, the system may refuse what stands there.
+/// Relative to the directory that is being read, or is held, where the path names an entry of it:
+/// the system need not look the whole path up again for each. Only where the answer is the path's
+/// own: through links, or for a path too long, the system may refuse what stands there.
 HOQFileRoutineLin::Place HOQFileRoutineLin::place() const {
-  if (!followLinks && !openDirectories.empty() && path.size() < PATH_MAX) {
+  if (followLinks || path.size() >= PATH_MAX) return {AT_FDCWD, path.c_str()};
+  if (!openDirectories.empty()) {
     const OpenDirHandle& innermost = *openDirectories.back();
     if (const char* name = innermost.nameOf(path)) return {innermost.descriptor(), name};
+  }
+  if (holds()) {
+    if (const char* name = OpenDirHandle::nameIn(heldPath, path)) return {heldDirectory, name};
   }
   return {AT_FDCWD, path.c_str()};
 }
@@ -56,7 +73,9 @@ int HOQFileRoutineLin::chmod(int mode) {
 }
 
 int HOQFileRoutineLin::link(const char* target, bool symbolic) {
-  return symbolic ? ::symlink(target, path.c_str()) : ::link(target, path.c_str());
+  if (!symbolic) return ::link(target, path.c_str());
+  const Place at = place();
+  return ::symlinkat(target, at.directory, at.name);
 }
 
 int HOQFileRoutineLin::readlink(char* buf, unsigned long size) {
@@ -70,7 +89,11 @@ int HOQFileRoutineLin::readlink(char* buf, unsigned long size) {
   return static_cast<int>(length) + 1;
 }
 
-int HOQFileRoutineLin::remove() { return ::remove(path.c_str()); }
+int HOQFileRoutineLin::remove() {  // remove(3) does the same, by the whole path
+  const Place at = place();
+  if (::unlinkat(at.directory, at.name, 0) == 0) return 0;
+  return errno == EISDIR ? ::unlinkat(at.directory, at.name, AT_REMOVEDIR) : -1;
+}
 
 int HOQFileRoutineLin::rmdir() {
   const Place at = place();
@@ -83,7 +106,8 @@ int HOQFileRoutineLin::rmitem() {
 }
 
 int HOQFileRoutineLin::mkdir(HOQFileRoutine* from) {
-  const int result = ::mkdir(path.c_str(), static_cast<mode_t>(creationMode()));
+  const Place at = place();
+  const int result = ::mkdirat(at.directory, at.name, static_cast<mode_t>(creationMode()));
   const bool exists = errno == EEXIST;  // after a success as well: see the header
   if (result == 0 && !exists && from) return cpOptions(from);
   return exists ? kTargetExists : result;

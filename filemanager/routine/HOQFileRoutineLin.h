@@ -27,7 +27,7 @@ struct Gids {
 class HOQFileRoutineLin : public HOQFileRoutine {
  public:
   explicit HOQFileRoutineLin(const std::string& initialPath);
-  /// Does not close an open descriptor.
+  /// Does not close an open file.
   ~HOQFileRoutineLin() override;
 
   int convown(const char* user, const char* group, void*& owner) override;
@@ -72,6 +72,13 @@ class HOQFileRoutineLin : public HOQFileRoutine {
   /// that it was given must stay where it is until ContentTypes::finish(). Null: it waits again.
   void deferContentTypes(ContentTypes* types) { contentTypes = types; }
 
+  /// Looks names of entries of the directory that the path names up in it, as it is now, until
+  /// letGo(); for one who is about to do much there. Where it cannot be held nothing changes.
+  /// errno stays.
+  void hold();
+  void letGo();
+  bool holds() const { return heldDirectory >= 0; }
+
   /// Of the open file; -1: none. It stays this object's.
   int descriptor() const { return fd; }
 
@@ -109,6 +116,8 @@ class HOQFileRoutineLin : public HOQFileRoutine {
   bool tablesLoaded = false;
   IdNames userNames;
   IdNames groupNames;
+  int heldDirectory = -1;
+  std::string heldPath;
   std::deque<OpenDirHandle*> openDirectories;  // with a descriptor, the outermost first; not owned
   ContentTypes* contentTypes = nullptr;        // where content types are left to; not owned
 };

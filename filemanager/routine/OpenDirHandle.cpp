@@ -35,9 +35,9 @@ int OpenDirHandle::open(int parent, const char* name, const std::string& directo
   return 0;
 }
 
-const char* OpenDirHandle::nameOf(const std::string& item) const {
-  const std::size_t length = path.size();
-  if (item.size() < length + 2 || item[length] != '/' || item.compare(0, length, path) != 0)
+const char* OpenDirHandle::nameIn(const std::string& directory, const std::string& item) {
+  const std::size_t length = directory.size();
+  if (item.size() < length + 2 || item[length] != '/' || item.compare(0, length, directory) != 0)
     return nullptr;
   const char* name = item.c_str() + length + 1;
   return std::strchr(name, '/') ? nullptr : name;

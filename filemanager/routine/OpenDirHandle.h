@@ -24,7 +24,11 @@ class OpenDirHandle {
 
   /// The name of `item` in this directory, for calls relative to descriptor(): null where `item`
   /// does not stand right below the path that was opened.
-  const char* nameOf(const std::string& item) const;
+  const char* nameOf(const std::string& item) const { return nameIn(path, item); }
+
+  /// The same for any path of a directory.
+  static const char* nameIn(const std::string& directory, const std::string& item);
+
   int descriptor() const { return dirfd(dir); }
 
   /// Steps to the next entry, "." and ".." first. 0, or -1 at the end or on a failure.

@@ -2,6 +2,7 @@
 #include <string>
 
 #include "filemanager/operations/CopyMoveCases.h"
+#include "support/LoggingRoutine.h"
 
 namespace HOQ::test {
 namespace {
@@ -318,6 +319,22 @@ TEST_F(CopyMoveTrees, MergesTreesAsTheOptionsSay) { run(kTrees, false); }
 TEST_F(CopyMoveTrees, MergesTreesOnAnotherFileSystem) {
   HOQ_NEEDS_TWO_FILE_SYSTEMS();
   run(kTrees, true);
+}
+
+TEST_F(CopyMoveTrees, ADirectoryIsNotExaminedAgainForEachOfItsFiles) {
+  long examined[2];
+  for (const int files : {1, 20}) {
+    for (int i = 0; i < files; ++i) trees::make(dir.path(), "s/" + std::to_string(i));
+    CallLog log;
+    maker = [&log](const std::string& directory) {
+      return boost::shared_ptr<HOQFileRoutine>(new LoggingRoutine(directory, log));
+    };
+    EXPECT_EQ(copy({"s"}, "t", kRecursive).code, 0);
+    EXPECT_EQ(trees::snapshot(dir / "t"), trees::snapshot(dir / "s"));
+    examined[files == 1 ? 0 : 1] = log.count(Call::Stat, dir / "t");
+    empty();
+  }
+  EXPECT_EQ(examined[0], examined[1]);
 }
 
 }  // namespace

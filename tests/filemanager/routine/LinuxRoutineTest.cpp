@@ -88,6 +88,65 @@ TEST_F(LinuxRoutine, ManyOpenDirectoriesGetByWithFewDescriptors) {
   }
 }
 
+TEST_F(LinuxRoutine, NamesOfAHeldDirectoryAreLookedUpInItUntilItIsLetGo) {
+  trees::make(dir.path(), "d/f=old d/h/");
+  HOQFileRoutineLin routine = at("d");
+  errno = ENOTTY;
+  routine.hold();
+  EXPECT_EQ(errno, ENOTTY);
+  ASSERT_TRUE(routine.holds());
+  ASSERT_EQ(rename((dir / "d").c_str(), (dir / "e").c_str()), 0);
+  trees::make(dir.path(), "d/f=the-new-one d/g/f");
+
+  routine.path = dir / "d/f";
+  ASSERT_EQ(routine.stat(), 0);
+  EXPECT_EQ(routine.statBuffer.st_size, 3);
+  routine.path = dir / "d/g/f";  // not one of its entries
+  EXPECT_EQ(routine.stat(), 0);
+  routine.path = dir / "d/n";
+  errno = 0;
+  EXPECT_EQ(routine.mkdir(nullptr), 0);
+  routine.path = dir / "d/l";
+  EXPECT_EQ(routine.link("to", true), 0);
+  routine.path = dir / "d/f";
+  EXPECT_EQ(routine.remove(), 0);
+  routine.path = dir / "d/h";
+  EXPECT_EQ(routine.remove(), 0);
+  EXPECT_EQ(trees::snapshot(dir.path()), "d/f=the-new-one d/g/f e/l->to e/n/");
+
+  routine.letGo();
+  EXPECT_FALSE(routine.holds());
+  routine.path = dir / "d/f";
+  ASSERT_EQ(routine.stat(), 0);
+  EXPECT_EQ(routine.statBuffer.st_size, 11);
+}
+
+TEST_F(LinuxRoutine, WhatIsNoDirectoryIsNotHeld) {
+  trees::make(dir.path(), "f=1");
+  for (const char* name : {"f", "missing"}) {
+    HOQFileRoutineLin routine = at(name);
+    errno = 0;
+    routine.hold();
+    EXPECT_EQ(errno, 0);
+    EXPECT_FALSE(routine.holds());
+    routine.path = dir / "f";
+    EXPECT_EQ(routine.stat(), 0);
+  }
+}
+
+TEST_F(LinuxRoutine, AHeldDirectoryIsGivenBackWithItsRoutine) {
+  const int expected = dup(STDERR_FILENO);
+  ASSERT_GE(expected, 0);
+  close(expected);
+  {
+    HOQFileRoutineLin routine(dir.path());
+    routine.hold();
+    routine.hold();
+    EXPECT_NE(fcntl(expected, F_GETFD), -1);
+  }
+  EXPECT_EQ(fcntl(expected, F_GETFD), -1);
+}
+
 TEST_F(LinuxRoutine, ANameWithoutAUserIsUnknownTwice) {
   HOQ_NEEDS_ROOT("only it gives a file to an id without a name");
   trees::make(dir.path(), "f");
