@@ -148,6 +148,11 @@ LocalSide::LocalSide(const Interruption& interruption, bool followLinks)
 
 LocalSide::~LocalSide() {
   release(reading_);
+  releaseWriting();
+}
+
+void LocalSide::releaseWriting() {
+  behind_.forget();
   release(writing_);
 }
 
@@ -229,7 +234,7 @@ void LocalSide::write(std::vector<WritePiece>& pieces) {
   for (WritePiece& piece : pieces) {
     interruption_.check();
     writePiece(piece);
-    if (!piece.error.empty()) release(writing_);
+    if (!piece.error.empty()) releaseWriting();
   }
 }
 
@@ -246,7 +251,7 @@ void LocalSide::writePiece(WritePiece& piece) {
     return;
   }
   if (writing_.path != piece.path || piece.offset == 0) {
-    release(writing_);
+    releaseWriting();
     const int cause = openToWrite(piece, writing_.descriptor);
     if (cause != 0) return tell("Cannot create file to write", cause);
     writing_.path = piece.path;
@@ -255,10 +260,11 @@ void LocalSide::writePiece(WritePiece& piece) {
   if (cause != 0) return tell("Cannot write to file", cause);
   if (!piece.last) {
     // So that the disk works beside us, and not only when everything has to be there.
-    (void)::sync_file_range(writing_.descriptor, static_cast<off_t>(piece.offset),
-                            static_cast<off_t>(piece.size), SYNC_FILE_RANGE_WRITE);
+    behind_.begin(writing_.descriptor, static_cast<off_t>(piece.offset),
+                  static_cast<off_t>(piece.size));
     return;
   }
+  behind_.forget();
   const int closed = ::close(writing_.descriptor);
   if (closed != 0) tell("Cannot write to file", errno);
   writing_ = Open();

@@ -6,6 +6,7 @@
 
 #include "contents/Interruption.h"
 #include "contents/Side.h"
+#include "contents/WriteBehind.h"
 
 namespace HOQ::cli {
 
@@ -54,12 +55,14 @@ class LocalSide : public Side {
   void readPiece(ReadPiece& piece);
   void writePiece(WritePiece& piece);
   static void release(Open& file);
+  void releaseWriting();
 
   const Interruption& interruption_;
   const bool followLinks_;
   const std::uint32_t umask_;
   Open reading_;
   Open writing_;
+  WriteBehind behind_;  // of writing_
 };
 
 }  // namespace HOQ::cli
