@@ -75,7 +75,7 @@ class HaulStreams : public testing::Test {
 };
 
 TEST_F(HaulStreams, PassItemsToTheNode) {
-  for (const std::size_t size : {0, 1, 4096, 458'744, 458'745, 3'000'000, 40'000'000}) {
+  for (const std::size_t size : {0, 1, 4096, 262'136, 262'137, 3'000'000, 40'000'000}) {
     SCOPED_TRACE(size);
     world.contents = pattern(size);
     ASSERT_EQ(start(), 0) << getErrorMessage();

@@ -151,7 +151,7 @@ TEST(StrangeMessages, OfAnUploadThatBreaksOffFailIt) {
   EXPECT_EQ(events.back().result().code(), -1);
 }
 
-constexpr std::size_t kLargestFrame = std::size_t{448} << 10;  // of a transfer's data
+constexpr std::size_t kLargestFrame = std::size_t{256} << 10;  // of a transfer's data
 
 TEST(StrangeMessages, OfTheLargestFrameAreTaken) {
   OnNode<> node;

@@ -163,7 +163,7 @@ void HaulStream::sendWhole(const wire::HaulRequest::Whole& whole) {
   const std::size_t bytes = whole.ByteSizeLong();
   const auto hasRoom = [&] {
     if (out_.whole_size() == 0) wholeBytes_ = 0;  // it has gone
-    return over_ || (out_.whole_size() < kMostWhole && wholeBytes_ + bytes <= kMostWholeBytes) ||
+    return over_ || (out_.whole_size() < kMostWhole && wholeBytes_ + bytes <= kFrame) ||
            out_.whole_size() == 0;
   };
   if (!hasRoom()) push(lock);

@@ -35,11 +35,8 @@ class TransferStream : public ChannelSide {
   using Lock = std::unique_lock<std::mutex>;
   using Clock = std::chrono::steady_clock;
 
-  /// Of bytes in a message: as many as fit the least limit of a message beside what else is in it,
-  /// since each message costs wake-ups all along its way.
-  static constexpr std::size_t kFrame = 448 * 1024;
-  static constexpr int kMostWhole = 64;                       // in a message
-  static constexpr std::size_t kMostWholeBytes = 256 * 1024;  // of one, or of all in a message
+  static constexpr std::size_t kFrame = 256 * 1024;  // of bytes in a message
+  static constexpr int kMostWhole = 64;              // in a message
   /// What an end that leaves waits for the message that says so; a stream that is stuck for longer
   /// says it with the next call, or breaks off.
   static constexpr std::chrono::milliseconds kToSettle{1000};

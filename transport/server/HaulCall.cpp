@@ -50,7 +50,7 @@ bool HaulCall::takeWhole(wire::HaulRequest& message) {
   if (message.whole_size() == 0) return true;
   if ((busy_ && wholes_ == 0) || message.whole_size() > kMostWhole) return false;
   for (wire::HaulRequest::Whole& each : *message.mutable_whole()) {
-    if (each.data().size() > kMostWholeBytes) return false;
+    if (each.data().size() > kFrame) return false;
     if (closed_) continue;
     WholeTransfers::Item item{HaulCreate::take(*each.mutable_create(), address_), std::nullopt};
     if (each.has_data()) item.data = std::move(*each.mutable_data());
