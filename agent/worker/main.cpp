@@ -57,9 +57,6 @@ int work(const std::string& rights) {
     return kFailed;
   }
   limitRights(rights, *welcome);
-  // A thread that waits for its own call's connection gets what comes on it by itself; by epoll one
-  // thread would wait for all connections, and each piece of a transfer wake a second one.
-  (void)::setenv("GRPC_POLL_STRATEGY", "poll", 0);  // no memory: slower
   Service service(control);
   if (!service.start(*welcome)) return kFailed;
   service.run();
