@@ -140,9 +140,9 @@ TEST_F(ListHandOver, EqualsItWhicheverCallFails) {
 /// Tells how many records had been handed over when an item was reached.
 class WatchingHandler : public TakingHandler {
  public:
-  void itemReached() override {
-    CollectingHandler::itemReached();
+  bool itemReached() override {
     atItem.push_back(records.size());
+    return CollectingHandler::itemReached();
   }
   std::vector<std::size_t> atItem;
 };
