@@ -35,7 +35,8 @@ def results(*row_list, **more):
 
 
 def side(**more):
-    return {"seconds": 1.5, "spread": 0.1, "cpu_seconds": 1.2, "peak_kib": 2048, **more}
+    return {"seconds": 1.5, "spread": 0.1, "cpu_seconds": 1.2, "peak_kib": 2048, "rounds": [1.5],
+            **more}
 
 
 def whole_row(figure, aim, **more):
@@ -198,8 +199,7 @@ class NodesTest(unittest.TestCase):
         self.assertEqual([len(each["other"]["rounds"]) for each in taken], [1, 3])
         first = taken[0]["ours"]["rounds"][0] / taken[0]["other"]["rounds"][0]
         self.assertEqual(taken[0]["figure"], first, "ours of the same round")
-        text = report.text({"machine": {}, "rounds": 3, "rows": taken, "memory": [], "calls": [],
-                            "rates": [], "idle": [], "not_measured": []})
+        text = report.text(results(*taken))
         self.assertIn("slow, 1 of 3 rounds", text)
         self.assertNotIn("yes, ", text)
 
