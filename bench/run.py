@@ -86,6 +86,9 @@ def measure_all(bench, only, jobs, results):
         except measure.Failed as failure:
             failures += 1
             results["not_measured"].append(f"{name}: FAILED: {failure}")
+        except KeyboardInterrupt:
+            results["not_measured"].append(f"{name}, and what comes after it: interrupted")
+            return failures + 1
     return failures
 
 
