@@ -33,10 +33,13 @@ def _search(path, pattern):
 
 def file_system(place):
     """Type and options of the mount that the place is on."""
-    done = subprocess.run(["findmnt", "-n", "-o", "FSTYPE,OPTIONS", "-T", place],
+    done = subprocess.run(["findmnt", "-n", "-o", "FSTYPE,OPTIONS,SOURCE", "-T", place],
                           capture_output=True, text=True)
     mounts = done.stdout.splitlines()  # the last one covers those before it
-    return " ".join(mounts[-1].split()) if mounts else "?"
+    if not mounts:
+        return "?"
+    kind, options, source = mounts[-1].split(maxsplit=2)
+    return f"{kind} {options}" + (" on a loop device" if source.startswith("/dev/loop") else "")
 
 
 def _version(tool):

@@ -184,7 +184,7 @@ def result(row, other, items, ours, theirs):
         "figure": statistics.median(figures), "lowest": min(figures), "highest": max(figures),
         "aim": other.extra_ms if in_ms else other.ratio,
         "ratio": statistics.median(ratios),
-        "items": items, "per": row.per, "why": row.why, "ours": _summary(ours), "other": _summary(theirs),
+        "items": items, "per": row.per, "ours": _summary(ours), "other": _summary(theirs),
     }
 
 

@@ -29,6 +29,7 @@ class Group:
     ours: tuple  # of rows.Other, whose ratio is not looked at
     others: tuple
     verify: object = None
+    per: str = "entry"  # as in rows.Row
 
 
 def _hoq(*words):
@@ -49,7 +50,7 @@ GROUPS = (
           (rows.Other(("scp", "-q", "-F", "{ssh}", "{file}", "node:{new}"), "scp", ratio=0.6),
            rows.Other(_sftp("{file} {new}"), "sftp put", ratio=1.0),
            rows.Other((*_RSYNC, "{file}", "node:{new}"), "rsync -a, ssh", ratio=0.7)),
-          rows._copied_file),
+          rows._copied_file, "MiB"),
     Group("send a tree of small files", "fewer",
           (rows.Other(_hoq("--node", "{a}", "cp", "-R", "{tree}", "{b}:{new}"), "node to node"),
            rows.Other(_hoq("cp", "-R", "{tree}", "{b}:{new}"), "from here")),
@@ -160,8 +161,8 @@ def measure_group(bench, group):
         for other in group.others:
             if other in missing:
                 continue
-            named = rows.Row(f"{group.job}, {ours.label}", group.tree, (), ())
-            result = measure.result(named, other, tree.entries, samples[ours.label],
+            named = rows.Row(f"{group.job}, {ours.label}", group.tree, (), (), per=group.per)
+            result = measure.result(named, other, measure.count_items(named, tree), samples[ours.label],
                                     samples[other.label])
             results.append({**result, "servers_peak_kib": peaks[ours.label]})
     return results, [f"{group.job}: {other.label} is not installed" for other in missing]

@@ -5,6 +5,7 @@ import os
 
 import chart
 import report
+import rows
 
 NAMES = ("performance.json", "performance.md", "performance.svg")
 
@@ -12,7 +13,7 @@ HEAD = """# Performance
 
 Made by `scripts/bench --docs` of [performance.json](performance.json): hoq beside the tools that one
 would use instead, in turn in the same run. Medians of {rounds} rounds, output to /dev/null, page cache
-warm, trees at {scale:g} of their full size. A ratio is hoq's time by the other's, the median of the
+warm, trees at {scale:g} times their full size. A ratio is hoq's time by the other's, the median of the
 rounds' ratios; where two figures stand together, the first is hoq's.
 
 ![ratios](performance.svg)
@@ -56,10 +57,10 @@ def _cell(text):
     return text.replace("|", "\\|").replace("\n", " ")
 
 
-def _why(rows):
+def _why(results):
     """What stands in the way of each aim that was missed, where that is known."""
-    missed = {row["job"]: row["why"] for row in rows
-              if row["why"] and report.verdict(row["figure"], row["aim"]) == "missed"}
-    if missed:
-        yield "### What stands in the way\n\n" + "".join(
-            f"- {job}: {why}\n" for job, why in missed.items())
+    missed = dict.fromkeys(row["job"] for row in results
+                           if report.verdict(row["figure"], row["aim"]) == "missed")
+    told = [f"- {job}: {rows.WHY[job]}.\n" for job in missed if job in rows.WHY]
+    if told:
+        yield "### What stands in the way\n\n" + "".join(told)

@@ -41,7 +41,7 @@ def side(**more):
 
 def whole_row(figure, aim, **more):
     traced = {"calls_per_item": 3.0, "calls_chiefly": {"statx": 2.0}}
-    return {**row(figure), "aim": aim, "items": 10, "per": "entry", "why": "It is told why.",
+    return {**row(figure), "aim": aim, "items": 10, "per": "entry",
             "ours": side(**traced), "other": side(**traced), **more}
 
 
@@ -271,9 +271,23 @@ class ReportTest(unittest.TestCase):
 class PageTest(unittest.TestCase):
     def test_a_missed_aim_is_explained_and_a_met_one_is_not(self):
         for figure, told in ((1.2, 1), (0.9, 0)):
-            with self.subTest(figure=figure):
+            with self.subTest(figure=figure), mock.patch.dict(rows.WHY, list="It is told why"):
                 text = page.markdown(results(whole_row(figure, 1.0)))
                 self.assertEqual(text.count("It is told why."), told)
+
+    def test_what_is_explained_is_measured(self):
+        jobs = {row.job for row in rows.ROWS}
+        jobs.update(f"{group.job}, {way.label}" for group in nodes.GROUPS for way in group.ours)
+        self.assertLessEqual(rows.WHY.keys(), jobs)
+
+    def test_the_page_of_this_project_is_made_of_its_results(self):
+        docs = repository.SOURCE / "docs"
+        with open(docs / "performance.json", encoding="utf-8") as file:
+            measured = json.load(file)
+        for name, text in (("performance.md", page.markdown(measured)),
+                           ("performance.svg", page.svg(measured))):
+            with self.subTest(name=name):
+                self.assertEqual((docs / name).read_text(encoding="utf-8"), text)
 
     def test_every_table_has_its_columns_in_every_line(self):
         shown = results(whole_row(1.2, 1.0), growth=[{
