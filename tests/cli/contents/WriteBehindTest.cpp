@@ -9,15 +9,23 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <iterator>
+#include <set>
 #include <string>
+#include <thread>
+#include <utility>
 
 namespace HOQ::cli {
 namespace {
 
-long threadsOfThisProcess() {
-  const std::filesystem::directory_iterator tasks("/proc/self/task");
-  return std::distance(begin(tasks), end(tasks));
+using Threads = std::set<std::string>;
+
+/// The ids of this process's threads that are not among `known`.
+Threads threadsBeside(const Threads& known) {
+  Threads found;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    if (std::string id = task.path().filename(); known.count(id) == 0) found.insert(std::move(id));
+  }
+  return found;
 }
 
 /// A file without a name.
@@ -56,19 +64,20 @@ TEST(WriteBehindTest, WhatCannotBeAskedForIsNoMatter) {
 }
 
 TEST(WriteBehindTest, TheThreadIsMadeWithTheFirstRangeAndEndsWithIt) {
-  const long before = threadsOfThisProcess();
+  std::thread([] {}).join();  // with the first one, a sanitizer makes one of its own
+  const Threads before = threadsBeside({});
   {
     WriteBehind behind;
     behind.forget();
-    EXPECT_EQ(threadsOfThisProcess(), before);
+    EXPECT_EQ(threadsBeside(before), Threads());
     const int descriptor = openFile();
     behind.begin(descriptor, 0, 1);
     behind.begin(descriptor, 1, 1);
-    EXPECT_EQ(threadsOfThisProcess(), before + 1);
+    EXPECT_EQ(threadsBeside(before).size(), 1U);
     behind.forget();
     EXPECT_EQ(::close(descriptor), 0);
   }
-  while (threadsOfThisProcess() != before) ::sched_yield();  // joined, but still to be buried
+  while (!threadsBeside(before).empty()) ::sched_yield();  // joined, but still to be buried
 }
 
 }  // namespace
