@@ -3,7 +3,6 @@
 #include <sys/types.h>
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,8 +15,9 @@ namespace HOQ::agent {
 /// "user.delegate" or "trusted.delegate" is "1" then. Empty where it is somebody else's to divide.
 std::string delegatedControlGroup();
 
-/// A control group for each worker, below one that was handed over. A worker can leave its process
-/// group; it cannot leave this one, nor can whatever it starts.
+/// A control group for each worker, below one that was handed over. A process leaves its process
+/// group as it likes; this one it leaves only with rights over the groups, which no user of a daemon
+/// that root has started has, nor a confined worker.
 ///
 /// One thread. Without a folder there are no groups, and nothing here does anything.
 class ControlGroups {
@@ -27,7 +27,7 @@ class ControlGroups {
   ControlGroups(std::string folder, const std::vector<pid_t>& processes);
   ControlGroups() = default;
 
-  /// Removes what groups have become empty; the others' workers were not awaited.
+  /// Removes the groups that were ended, as far as they are empty.
   ~ControlGroups();
   ControlGroups(const ControlGroups&) = delete;
   ControlGroups& operator=(const ControlGroups&) = delete;

@@ -25,7 +25,7 @@ class ForkLauncher : public Launcher {
 
   tls::Result<pid_t> launch(const WorkerPlan& plan, int control) override;
 
-  /// Ends its process group and its control group, too.
+  /// Ends its process group, too; its control group ends when it is reaped.
   void kill(pid_t pid) override;
 
   /// Ends what workers have left behind, too: whatever outlives them comes to this process.
