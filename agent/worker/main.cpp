@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 
@@ -35,6 +36,15 @@ void limitRights(const std::string& most, Welcome& welcome) {
   welcome.mayChange = welcome.mayChange && names("change");
 }
 
+/// Between two messages of a large file memory is kept: to give it back and have it anew costs more
+/// than to receive what is in it. When nothing is under way the service gives back all.
+void keepMemory() {
+  constexpr int kMessages = 8 << 20;
+  constexpr int kMessage = 2 << 20;
+  (void)::mallopt(M_TRIM_THRESHOLD, kMessages);
+  (void)::mallopt(M_MMAP_THRESHOLD, kMessage);
+}
+
 /// `rights`: what limitRights() takes.
 int work(const std::string& rights) {
   if (rights.empty() || !startedByDaemon()) {
@@ -48,6 +58,7 @@ int work(const std::string& rights) {
   (void)std::signal(SIGPIPE, SIG_IGN);
   (void)std::signal(SIGXFSZ, SIG_IGN);  // a file beyond its limit is an error like others
   (void)::fcntl(kControlFd, F_SETFD, FD_CLOEXEC);
+  keepMemory();
   ControlClient control{HOQ::tls::UniqueFd(kControlFd)};
   ControlClient::Received first = control.receive();
   if (first.closed || !first.message) return kFailed;

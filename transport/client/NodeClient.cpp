@@ -4,6 +4,7 @@
 #include <memory>
 #include <new>
 
+#include "GrpcSetup.h"
 #include "client/Link.h"
 #include "client/RemoteAccess.h"
 #include "client/RemoteFilerRequests.h"
@@ -47,6 +48,7 @@ class LinkedNodeClient final : public NodeClient {
 HOQ::transport::NodeClient* hoqNewNodeClient(HOQ::transport::Dialer* dialer,
                                              const HOQ::transport::NodeClientSettings* settings) {
   using namespace HOQ::transport;
+  setUpGrpc();
   try {
     return new LinkedNodeClient(*dialer, settings != nullptr ? *settings : NodeClientSettings());
   } catch (const std::bad_alloc&) {

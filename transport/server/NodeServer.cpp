@@ -11,6 +11,7 @@
 #include <string_view>
 #include <utility>
 
+#include "GrpcSetup.h"
 #include "server/Ledger.h"
 #include "server/Pool.h"
 #include "server/Services.h"
@@ -163,6 +164,7 @@ NodeServer::~NodeServer() = default;
 
 std::unique_ptr<NodeServer> NodeServer::create(const NodeServerSettings& settings) {
   if (!settings.client) throw std::invalid_argument("a server without a client");
+  setUpGrpc();
   keepGrpc();
   return std::make_unique<GrpcNodeServer>(settings);
 }
