@@ -153,12 +153,6 @@ int HOQFileDeserializerLocalPrototype::finish() {
   return code != 0 ? code : ended;
 }
 
-void HOQFileDeserializerLocalPrototype::undo() {
-  if (receiver.isRunning()) (void)receiver.waitFinish();  // its end was given up
-  if (madeFile) removeFile();
-  madeFile = false;
-}
-
 /// Removes the file, unless something else has taken its place meanwhile.
 void HOQFileDeserializerLocalPrototype::removeFile() {
   if (routine->isOpened()) (void)routine->close();

@@ -37,9 +37,6 @@ class HOQFileDeserializerLocalPrototype : public HOQFileDeserializerPrototype,
   /// with the error text set. What such a file replaced is lost.
   int finish() override;
 
-  /// Removes the file that was made, whole or not.
-  void undo() override;
-
   HOQHaulParamsPtr createParams() const override;
   std::vector<HOQRequiredElement> requiredElements() const override;
   int readParams(const HOQMessageIterator& it, HOQHaulSerializerBaseParams& params) const override;

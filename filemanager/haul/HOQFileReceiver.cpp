@@ -104,20 +104,29 @@ void HOQFileReceiver::fallShort(const char* text) {
 
 void* HOQFileReceiver::threadMain(void* self) {
   auto& receiver = *static_cast<HOQFileReceiver*>(self);
-  clearErrorMessage();  // of what the thread ran before
   receiver.code = receiver.receiveData();
   if (receiver.code != 0) receiver.message = getErrorMessage();
   return nullptr;
 }
 
 int HOQFileReceiver::startReceiveData() {
-  const int failed = HOQKeptThread::start(threadMain, this, thread);
+  late = channel->hasAll();
+  const int failed = late ? 0 : pthread_create(&thread, nullptr, threadMain, this);
   running = failed == 0;
   return failed;
 }
 
+/// As a thread would: the error text of whoever waits is his.
+void HOQFileReceiver::runLate() {
+  const std::string before = getErrorMessage();
+  clearErrorMessage();
+  (void)threadMain(this);
+  setErrorMessage("%s", before);
+}
+
 int HOQFileReceiver::waitFinish() {
-  if (running) HOQKeptThread::finish(thread);
+  if (running && late) runLate();
+  if (running && !late) (void)pthread_join(thread, nullptr);
   running = false;
   if (routine) (void)routine->close();
   routine.reset();

@@ -1,12 +1,13 @@
 #pragma once
 
+#include <pthread.h>
+
 #include <boost/smart_ptr/shared_ptr.hpp>
 #include <cstdint>
 #include <string>
 
 #include <hoq/HOQChannelEndPrototype.h>
 #include <hoq/HOQFilerOptions.h>
-#include <hoq/HOQKeptThread.h>
 #include <hoq/HOQRequestErrorData.h>
 
 #include "routine/HOQFileRoutine.h"
@@ -34,19 +35,21 @@ class HOQFileReceiver : public HOQRequestErrorData {
   /// Receives, closes the file and lets it go. 1: the size did not come; the file then stays open.
   int receiveData();
 
-  /// The same in a thread (see HOQKeptThread). 0, or the error number that says why there is none.
+  /// The same in a thread, or, where all bytes are there already, in waitFinish(): to hand a small
+  /// file over costs more than to receive it. 0, or the error number that says why there is no
+  /// thread. pthread_create(3).
   int startReceiveData();
   static void* threadMain(void* self);
 
-  /// Waits for the thread, closes the file where that is still to do and lets it go. The code of
-  /// receiveData().
+  /// Waits until all is received, closes the file where that is still to do and lets it go. The
+  /// code of receiveData().
   int waitFinish();
 
   void setCloseOnFinish(bool close) { closeOnFinish = close; }
 
-  bool isRunning() const { return running; }  // a thread was started and not waited for
+  bool isRunning() const { return running; }  // it was started and not waited for
 
-  /// Makes a running thread end soon. The thread that waits for it.
+  /// Makes what runs end soon. The thread that waits for it.
   void giveUp(const std::string& text) { channel->giveUp(text); }
 
   /// Whether every byte came, was written, and the file was closed without an error; and if not,
@@ -55,6 +58,7 @@ class HOQFileReceiver : public HOQRequestErrorData {
   const std::string& whyNotWhole() const { return shortfall; }
 
  private:
+  void runLate();
   bool readSize(std::uint64_t& size);
   void receiveContents(std::uint64_t remaining);
   bool writePiece(const char* piece, std::uint64_t count);
@@ -63,9 +67,10 @@ class HOQFileReceiver : public HOQRequestErrorData {
 
   HOQChannelEndPtr channel;
   boost::shared_ptr<HOQFileRoutine> routine;
-  HOQKeptThread* thread = nullptr;  // while running
+  pthread_t thread{};  // while running, unless it is late
   bool closeOnFinish = false;
   bool running = false;
+  bool late = false;      // runs when it is waited for
   bool received = false;  // receiveData() has run to its end
   std::string shortfall;
 };

@@ -23,7 +23,6 @@ int HOQHaulSerializerBaseLocalPrototype::init(const HOQConnectionInfo&, HOQHaulP
 
 int HOQHaulSerializerBaseLocalPrototype::create() { return 0; }
 int HOQHaulSerializerBaseLocalPrototype::finish() { return 0; }
-void HOQHaulSerializerBaseLocalPrototype::undo() {}
 
 HOQConnectorPtr HOQHaulSerializerBaseLocalPrototype::createConnectorFromSelf() {
   return newConnectorMemory();

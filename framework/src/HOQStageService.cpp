@@ -120,7 +120,6 @@ class HOQStageService::Impl {
   int create(const Functional& functional, HOQMessage& params);
   int call(const Stage& stage, HOQChannelEndPtr end);
   int finish();
-  void undo(const std::string& why);
 
  private:
   int outcome(int code, const char* call) const;
@@ -191,13 +190,6 @@ int HOQStageService::Impl::finish() {
   return code;
 }
 
-void HOQStageService::Impl::undo(const std::string& why) {
-  if (end_) end_->giveUp(why);
-  if (auto* const local = dynamic_cast<HOQHaulSerializerBaseLocalPrototype*>(object_.get()))
-    local->undo();
-  (void)finish();  // it has failed already
-}
-
 // `code`, with an error text when it is not 0.
 int HOQStageService::Impl::outcome(int code, const char* call) const {
   if (code == 0 || !getErrorMessage().empty()) return code;
@@ -229,8 +221,6 @@ int HOQStageService::call(const std::string& stage, HOQChannelEndPtr end) {
   if (row == nullptr) return refuse("No stage \"" + shown(stage) + "\" is known");
   return impl_->call(*row, std::move(end));
 }
-
-void HOQStageService::undo(const std::string& why) { impl_->undo(why); }
 
 int HOQStageService::finish() {
   clearErrorMessage();

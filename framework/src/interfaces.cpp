@@ -30,6 +30,8 @@ HOQSecurityAttributes::~HOQSecurityAttributes() = default;
 
 HOQChannelEndPrototype::~HOQChannelEndPrototype() = default;
 bool HOQChannelEndPrototype::stands() const { return true; }
+
+bool HOQChannelEndPrototype::hasAll() const { return false; }
 void HOQChannelEndPrototype::giveUp(const std::string&) {}
 std::string HOQChannelEndPrototype::failure() const { return std::string(); }
 

@@ -5,6 +5,7 @@
 
 #include <csignal>
 
+#include "server/WholeEnd.h"
 #include "support/ResourceCount.h"
 #include "support/ScriptedFiler.h"
 #include "support/TransferFactories.h"
@@ -139,6 +140,15 @@ TEST_F(WholeTransfersTest, OneThatIsInTheWayEndsTheCopyThere) {
     EXPECT_EQ(::access((to / names[i]).c_str(), F_OK), i <= 10 ? 0 : -1) << i;
 }
 
+TEST_F(WholeTransfersTest, AfterOneThatFailedTheNextCopyStandsOnItsOwn) {
+  const Strings names = makeFiles(20, 100);
+  trees::make(to.path(), names[9] + "=old");
+  EXPECT_EQ(copy({names.begin(), names.begin() + 10}), 0);
+  EXPECT_EQ(codes, std::vector<int>{-2});
+  EXPECT_EQ(copy({names.begin() + 10, names.end()}), 0);
+  EXPECT_EQ(errors, Strings{});
+}
+
 TEST_F(WholeTransfersTest, ANodeThatTakesOneCallAtATimeTakesThemAll) {
   NodeServerSettings one = nodeSettings();
   one.requestsPerClient = 1;
@@ -154,11 +164,22 @@ TEST_F(WholeTransfersTest, ANodeThatTakesOneCallAtATimeTakesThemAll) {
   EXPECT_EQ(trees::snapshot(to.path()), trees::snapshot(from.path()));
 }
 
+TEST(WholeEnd, HasAllThatItWillEverYield) {
+  WholeEnd end("bytes");
+  EXPECT_TRUE(end.hasAll());
+  char taken[16];
+  std::uint64_t got = 0;
+  EXPECT_EQ(end.read(taken, sizeof taken, &got), 0);
+  EXPECT_EQ(std::string(taken, got), "bytes");
+  EXPECT_EQ(end.read(taken, sizeof taken, &got), 0);
+  EXPECT_EQ(got, 0u);
+}
+
 TEST_F(WholeTransfersTest, NothingIsLeftOpen) {
   const Strings names = makeFiles(50, 100);
-  EXPECT_EQ(copy({names[0], names[1]}), 0);
+  EXPECT_EQ(copy({names.begin(), names.begin() + 25}), 0);  // what waits is kept for the next one
   const ResourceCount before;
-  EXPECT_EQ(copy({names.begin() + 2, names.end()}), 0);
+  EXPECT_EQ(copy({names.begin() + 25, names.end()}), 0);
   EXPECT_EQ(errors, Strings{});
   EXPECT_EQ(before.difference(), "");
 }

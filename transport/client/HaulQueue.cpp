@@ -21,7 +21,7 @@ HaulQueue::HaulQueue(std::shared_ptr<Links> links, std::string address, std::str
 
 HaulQueue::~HaulQueue() {
   if (!stream_) return;
-  if (sent_.empty() && stream_->usable())
+  if (sent_.empty() && !hasFailed_ && stream_->usable())
     link_->putIdle(std::move(stream_));
   else
     stream_->leave();
@@ -30,7 +30,8 @@ HaulQueue::~HaulQueue() {
 bool HaulQueue::open() {
   link_ = links_->get(address_, unreachable_);
   if (!link_) return false;
-  stream_ = std::make_shared<HaulStream>(link_->channel(), channelLimits().idle);
+  stream_ = isAgain_ ? nullptr : link_->takeIdle();
+  if (!stream_) stream_ = std::make_shared<HaulStream>(link_->channel(), channelLimits().idle);
   return true;
 }
 
@@ -59,6 +60,7 @@ HOQHaulOutcome HaulQueue::await() {
   }
   if (!answer.came) return lost(answer.text);
   isAgain_ = false;
+  hasFailed_ = hasFailed_ || answer.code != 0;
   sent_.pop_front();
   return {answer.code, std::move(stage), std::move(answer.text)};
 }

@@ -34,7 +34,8 @@ class HaulQueue final : public HOQHaulQueue {
   std::shared_ptr<HaulStream> stream_;
   /// What is under way: a node may end a stream that seems idle before it has seen all of it.
   std::deque<hoq::v1::HaulRequest::Whole> sent_;
-  bool isAgain_ = false;  // sent again, and no outcome since
+  bool isAgain_ = false;    // sent again, and no outcome since
+  bool hasFailed_ = false;  // then the stream takes no more
   NodeOutcome unreachable_;
 };
 

@@ -174,7 +174,6 @@ void HaulCall::abandon(Lock& lock) {
   service_.reset();
   end_.reset();
   if (areWhole) {
-    whole_.abandon(trouble);
     whole_.tell();
   } else {
     report(trouble);
@@ -257,12 +256,9 @@ void HaulCall::finishTransfer() {
 
 void HaulCall::perform(WholeTransfers::Item& item) {
   constexpr std::uint32_t kTold = 16;  // at a time, while there are more to do
-  whole_.begin(std::move(item));
+  whole_.run(std::move(item));
   Lock lock(mutex_);
   const bool isLast = wholes_ == 1;
-  lock.unlock();
-  if (isLast) whole_.settle();
-  lock.lock();
   out_.set_whole_done(out_.whole_done() + whole_.takeDone());
   const bool hasFailed = whole_.failure() && !closed_;
   if (hasFailed) {

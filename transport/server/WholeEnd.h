@@ -28,6 +28,7 @@ class WholeEnd final : public HOQChannelEndPrototype {
     return -1;
   }
   void close() override {}
+  bool hasAll() const override { return true; }
   void giveUp(const std::string& text) override {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (failure_.empty()) failure_ = text.empty() ? "The channel was given up" : text;

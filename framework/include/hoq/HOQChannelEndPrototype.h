@@ -40,6 +40,10 @@ class HOQ_EXPORT HOQChannelEndPrototype
 
   /// Why either end gave up, or how the channel itself failed; empty while all is well.
   virtual std::string failure() const;
+
+  /// Whether nothing that is to be read here has still to come, so that no read waits. False by
+  /// default.
+  virtual bool hasAll() const;
 };
 
 using HOQChannelEndPtr = boost::intrusive_ptr<HOQChannelEndPrototype>;

@@ -36,10 +36,6 @@ class HOQ_EXPORT HOQHaulSerializerBaseLocalPrototype
   virtual std::vector<HOQRequiredElement> requiredElements() const = 0;
   virtual int readParams(const HOQMessageIterator& it,
                          HOQHaulSerializerBaseParams& params) const = 0;
-
-  /// Before finish(): takes back what the transfer has made, even where it is whole. By default
-  /// there is nothing that can be.
-  virtual void undo();
 };
 
 }  // namespace HOQ

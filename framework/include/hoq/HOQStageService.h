@@ -39,10 +39,6 @@ class HOQ_EXPORT HOQStageService {
   /// a failed transfer created as a new file is removed.
   int finish();
 
-  /// Ends the transfer because of `why` as if it had never begun, as far as that can be had: a file
-  /// that it made is removed even if it is whole.
-  void undo(const std::string& why);
-
  private:
   class Impl;
   const std::unique_ptr<Impl> impl_;

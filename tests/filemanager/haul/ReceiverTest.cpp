@@ -316,5 +316,30 @@ TEST_F(Receiver, AThreadThatCannotBeStartedIsToldByItsErrorNumber) {
   EXPECT_FALSE(routine->isOpened());
 }
 
+TEST_F(Receiver, BytesThatAreAllThereNeedNoThread) {
+  const std::string text = variedText(10'000);
+  const ScriptedEndPtr end = endWith(sizeHeader(text.size()) + text);
+  end->allIsThere = true;
+  ASSERT_EQ(receiver.init(end, routineAt("f"), kNew), 0);
+  const NoThreads none;
+  EXPECT_EQ(receiver.startReceiveData(), 0);
+  EXPECT_TRUE(receiver.isRunning());
+  EXPECT_EQ(receiver.waitFinish(), 0);
+  EXPECT_FALSE(receiver.isRunning());
+  EXPECT_TRUE(receiver.isWhole());
+  EXPECT_EQ(read("f"), text);
+}
+
+TEST_F(Receiver, WithoutAThreadTheErrorTextOfWhoWaitsIsHis) {
+  const ScriptedEndPtr end = endWith(sizeHeader(10) + "short");
+  end->allIsThere = true;
+  ASSERT_EQ(receiver.init(end, routineAt("f"), kNew), 0);
+  ASSERT_EQ(receiver.startReceiveData(), 0);
+  setErrorMessage("his own");
+  EXPECT_EQ(receiver.waitFinish(), 0);
+  EXPECT_EQ(getErrorMessage(), "his own");
+  EXPECT_EQ(receiver.whyNotWhole(), "The data ended before the end of the file");
+}
+
 }  // namespace
 }  // namespace HOQ::test

@@ -39,6 +39,7 @@ class ScriptedEnd : public HOQChannelEndPrototype {
 
   void close() override { ++closes; }
   bool stands() const override { return standsAsked++ < standsFor && !givenUp(); }
+  bool hasAll() const override { return allIsThere; }
   void giveUp(const std::string& text) override { texts.push_back(text); }
   std::string failure() const override { return texts.empty() ? std::string() : texts.front(); }
 
@@ -51,7 +52,8 @@ class ScriptedEnd : public HOQChannelEndPrototype {
   int failingWrite = kNever;
   int shortWrite = kNever;       // this call takes `shortTakes` bytes
   std::uint64_t shortTakes = 0;  // of them
-  int standsFor = 0;             // so many times it is said to stand
+  bool allIsThere = false;
+  int standsFor = 0;  // so many times it is said to stand
 
   std::vector<std::uint64_t> requests;  // what reads asked for
   std::vector<std::uint64_t> pieces;    // what writes offered
