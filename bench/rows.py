@@ -164,18 +164,17 @@ _EACH_ITEM = ("each item is a transfer of its own, with words for its start and 
 
 # What stands in the way of an aim, by the job; told where it is missed.
 WHY = {
-    "sizes of directories": "as many system calls as du has; a record is made of each entry",
-    "remove a tree": "each entry is examined before it is removed, one newfstatat more than rm -rf,"
-                     " which takes the type from the directory",
+    "sizes of directories": "as many system calls as du has",
+    "remove a tree": "as many system calls as rm -rf has",
     "copy a tree of small files": "four of the 13 system calls an entry are what a copy is said to do:"
                                   " the source is examined twice, a new file's mode is set, and a read"
                                   " finds its end",
     "get a file of 1 GiB": "what get has answered is on the disk: it ends with fsync, and cp does not"
                            " (the row below has cp with sync)",
-    "change modes": "the tree is listed first, so that links out of it are left alone: two newfstatat"
-                    " an entry instead of one",
-    "change owners": "the tree is listed first, so that links out of it are left alone: two newfstatat"
-                     " an entry instead of none",
+    "change modes": "the tree is listed first, so that links out of it are left alone: its directories"
+                    " are read twice",
+    "change owners": "the tree is listed first, so that links out of it are left alone: its directories"
+                     " are read twice; and set-id bits are put back, which takes a newfstatat an entry",
     "send a file of 1 GiB, node to node": _TO_A_NODE,
     "send a file of 1 GiB, from here": _TO_A_NODE,
     "send a tree of small files, node to node": _EACH_ITEM,

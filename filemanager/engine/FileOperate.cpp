@@ -21,6 +21,7 @@ FileOperate::FileOperate(HOQFileRoutine& routine, const HOQFilerOptions& request
   path.owner = this;
   path.reportStat = reportStat;
   routine.followLinks = requestOptions.has(HOQFilerOptions::kFollowLinks);
+  routine.kindSuffices = false;
 }
 
 FileOperate::~FileOperate() = default;
@@ -96,6 +97,11 @@ int FileOperate::setPathLastError(int code, const char* message, HOQFileRoutine*
     text += ']';
   }
   return setPathError(code, text.c_str());
+}
+
+int FileOperate::setItemLastError(int code, const char* message) {
+  const int unexamined = path.examineWhole();
+  return unexamined != 0 ? unexamined : setPathLastError(code, message);
 }
 
 }  // namespace HOQ

@@ -23,7 +23,8 @@ class FileOperate {
   static constexpr int kDone = 1;     // done; do not enter
 
   /// `routine` and `requestOptions` are not owned and must outlive this object. The routine's
-  /// followLinks is set from the options. `reportStat`: every item must be there.
+  /// followLinks is set from the options, its kindSuffices to false. `reportStat`: every item must
+  /// be there.
   FileOperate(HOQFileRoutine& routine, const HOQFilerOptions& requestOptions, bool reportStat);
   FileOperate(const FileOperate&) = delete;
   FileOperate& operator=(const FileOperate&) = delete;
@@ -49,6 +50,9 @@ class FileOperate {
   /// The same with the last system error, of `routine` or, when null, of the operation's own.
   /// errno must still be the failed call's.
   int setPathLastError(int code, const char* message, HOQFileRoutine* routine = nullptr);
+  /// The same of an item that operate() could do nothing to; where it cannot even be examined, that
+  /// is reported instead: FilePath::examineWhole().
+  int setItemLastError(int code, const char* message);
 
   FileError error;
   FilePath path;

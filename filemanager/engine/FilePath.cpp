@@ -91,6 +91,20 @@ int FilePath::examine(const char* name) {
   return reportStat ? owner->setPathLastError(result, "Cannot get information") : 0;
 }
 
+int FilePath::examineWhole() {
+  if (!routine->kindOnly) return 0;
+  const int kept = errno;
+  routine->kindSuffices = false;
+  const int result = routine->stat();
+  if (result != 0) {
+    statError = errno;
+    return owner->setPathLastError(result, "Cannot get information");
+  }
+  routine->kindSuffices = true;
+  errno = kept;
+  return 0;
+}
+
 int FilePath::walkEntries() {
   OpenDirectory directory(*routine);
   if (directory.open() != 0) return owner->setPathLastError(-1, "Cannot read directory");

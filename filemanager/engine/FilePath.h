@@ -22,6 +22,11 @@ class FilePath {
   /// `pattern`: walks `prefix`. A directory part that is missing or no directory matches nothing.
   int addWildItem(const char* prefix, const char* pattern);
 
+  /// To be called where something cannot be done to the item in hand: one that only the kind was
+  /// asked of is examined now, since what cannot be examined is told as that. 0, with errno as it
+  /// was, or the code of that failure, which has been reported.
+  int examineWhole();
+
   /// 1 for ".", 2 for "..", else 0.
   int isDots(const char* name) const;
   int isDots(const std::string& name) const { return isDots(name.c_str()); }

@@ -6,11 +6,13 @@ namespace HOQ {
 
 ChmodOperate::ChmodOperate(HOQFileRoutine& routine, const HOQFilerOptions& requestOptions,
                            int permissionBits)
-    : FileOperate(routine, requestOptions, true), mode(permissionBits) {}
+    : FileOperate(routine, requestOptions, true), mode(permissionBits) {
+  routine.kindSuffices = true;
+}
 
 int ChmodOperate::operate(const char* name) {
   const int changed = path.routine->chmod(mode);
-  if (changed != 0) return setPathLastError(changed, "Cannot change mode");
+  if (changed != 0) return setItemLastError(changed, "Cannot change mode");
   return FileOperate::operate(name);
 }
 

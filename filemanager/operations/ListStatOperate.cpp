@@ -65,7 +65,15 @@ int ListStatOperate::operate(const char* name) {
   const int dots = path.isDots(name);
   if (dots != 0) return routine.filters ? kDone : operateDots(name, dots == 2);
   if (!routine.isDir() && !matchFilters()) return kDescend;
+  routine.kindSuffices = asksForKinds();  // of the next entries: this one was within reach
   return record(name, false);
+}
+
+bool ListStatOperate::asksForKinds() const {
+  constexpr unsigned kAsked = HOQFileType::kName | HOQFileType::kType | HOQFileType::kPermissions;
+  const std::vector<HOQFileFilter>* filters = path.routine->filters;
+  return kindsSuffice && (fields & ~kAsked) == 0 && (!filters || filters->empty()) &&
+         !has(HOQFilerOptions::kSumSizes) && !has(HOQFilerOptions::kFollowLinks);
 }
 
 /// Of an entry that could not be examined: a link that leads nowhere is described as the link.
@@ -122,14 +130,15 @@ int ListStatOperate::examineUpTo(std::size_t length) {
 int ListStatOperate::record(const char* name, bool isDots) {
   HOQFileRoutine& routine = *path.routine;
   const bool inTree = has(HOQFilerOptions::kRecursive);
-  const auto info = boost::make_shared<HOQFileType>();
+  const bool isReported = depth == 0 || inTree || has(HOQFilerOptions::kWildcards);
+  const boost::shared_ptr<HOQFileType> info =
+      isReported ? boost::make_shared<HOQFileType>() : summed;
   const unsigned mask = depth > 0 && !inTree ? static_cast<unsigned>(HOQFileType::kSize) : fields;
   const int filled = routine.fill(*info, name, isDots, mask);
   if (filled < 0) return setPathLastError(filled, "Cannot get information");
 
   const bool isDir = routine.isDir();
   if (filled == 0 && !isDots && !isDir && depth >= 1) addToSum(*info);
-  const bool isReported = depth == 0 || inTree || has(HOQFilerOptions::kWildcards);
   const bool isListed = isReported && (filled == 0 || isDir);
   if (isListed && append(info) != 0) return kFailed;
 
@@ -179,6 +188,7 @@ void ListStatOperate::addToSum(const HOQFileType& info) {
 int ListStatOperate::beforeDir(int&) {
   HOQFileType* const own = path.scanning ? nullptr : entered;
   levels.push_back(Level{own, sizeSum, depth});
+  path.routine->kindSuffices = false;
   if (own) ++openRecords;
   if (depth < kDeepest) ++depth;
   if (own && has(HOQFilerOptions::kRecursive)) dirStack.push_back(own);
@@ -256,6 +266,7 @@ int HOQFilerLocal::list(const Paths& paths, FileTypes* result, const HOQFilerOpt
     operation.error.handler = handler;
     if (handsOver) operation.receiver = handler.get();
     operation.fields = fields;
+    operation.kindsSuffice = handler && handler->kindsSuffice();
     code = operatePaths(operation, {requestPath}, cwd);
     operation.finish();
     if (!operation.stopped()) continue;

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <boost/smart_ptr/make_shared.hpp>
 #include <boost/smart_ptr/shared_ptr.hpp>
 #include <string>
 #include <vector>
@@ -56,6 +57,7 @@ class ListStatOperate : public FileOperate {
   dev_t topDevice = 0;                 // of the item at depth 0
   const std::string* only = nullptr;   // the one name wanted at depth 0; not owned
   HOQRequestHandlerPrototype* receiver = nullptr;  // takes records out of the answer; not owned
+  bool kindsSuffice = false;                       // HOQRequestHandlerPrototype::kindsSuffice()
 
  private:
   /// A directory that the walk is inside of.
@@ -67,6 +69,7 @@ class ListStatOperate : public FileOperate {
 
   bool has(HOQFilerOptions::Bit bit) const { return error.options.has(bit); }
   int operateDots(const char* name, bool isParent);
+  bool asksForKinds() const;
   int examineUpTo(std::size_t length);
   int examineAgain();
   int leaveOut(int cause);
@@ -76,6 +79,8 @@ class ListStatOperate : public FileOperate {
   void handOver();
 
   std::vector<Level> levels;
+  /// Of the entry in hand, where only its size is wanted: every field that is read is filled anew.
+  const boost::shared_ptr<HOQFileType> summed = boost::make_shared<HOQFileType>();
   std::size_t openRecords = 0;     // levels with a record: it is not finished
   HOQFileType* entered = nullptr;  // the record of the directory that operate() lets the walk enter
   ContentTypes types;

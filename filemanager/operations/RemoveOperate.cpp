@@ -5,7 +5,9 @@
 namespace HOQ {
 
 RemoveOperate::RemoveOperate(HOQFileRoutine& routine, const HOQFilerOptions& requestOptions)
-    : FileOperate(routine, requestOptions, true) {}
+    : FileOperate(routine, requestOptions, true) {
+  routine.kindSuffices = true;
+}
 
 int RemoveOperate::operate(const char* name) {
   HOQFileRoutine& routine = *path.routine;
@@ -13,8 +15,12 @@ int RemoveOperate::operate(const char* name) {
   if (isTree && error.options.has(HOQFilerOptions::kRecursive)) return kDescend;
 
   const int result = routine.isDir() ? routine.rmdir() : routine.rmitem();
-  if (result != 0) return setPathLastError(result, "Cannot remove item");
-  return FileOperate::operate(name);
+  if (result == 0) return FileOperate::operate(name);
+  const bool wasDir = routine.isDir();
+  const int unexamined = path.examineWhole();
+  if (unexamined != 0) return unexamined;
+  if (!wasDir && routine.isDir()) return operate(name);  // since its name was read
+  return setPathLastError(result, "Cannot remove item");
 }
 
 int RemoveOperate::afterDir(int, int result) {

@@ -73,7 +73,8 @@ class HOQFileRoutine {
   virtual int move(HOQFileRoutine& dst) = 0;
 
   /// Examines the path: `statBuffer` is new after 0 and untouched after -1. Follows a link when
-  /// `followLinks` is set. A directory's size is 0. stat(2), lstat(2).
+  /// `followLinks` is set. A directory's size is 0. stat(2), lstat(2). With `kindSuffices` it may
+  /// make no system call, and say 0 of an item that is gone or out of reach.
   virtual int stat() = 0;
   /// Fills a record from the current stat buffer. `keepName`: `name` is kept whole and no name
   /// filter applies. `mask`: bits of HOQFileType::Field. 1: a filter caught the item, and the
@@ -141,8 +142,13 @@ class HOQFileRoutine {
   const std::vector<HOQFileFilter>* filters = nullptr;  // not owned
   HOQSecurityAttributes* securityAttributes = nullptr;  // for new items; null: mode 0777; not owned
   bool followLinks = false;                             // whether stat() follows a link
-  struct stat statBuffer;                               // as the last successful stat() left it
-  std::string path;                                     // the current path
+  // Whether it is enough that stat() finds out what kind of item an entry of a directory is, which
+  // the directory may have told with its name; and whether the last one found out no more, so that
+  // all of `statBuffer` but the kind is 0. A directory is always examined.
+  bool kindSuffices = false;
+  bool kindOnly = false;
+  struct stat statBuffer;   // as the last successful stat() left it
+  std::string path;         // the current path
 };
 
 }  // namespace HOQ

@@ -136,12 +136,28 @@ int HOQFileRoutineLin::move(HOQFileRoutine& dst) {
   return ::rename(path.c_str(), dst.path.c_str());
 }
 
+/// What the directory that is being read says of the entry in hand, where that is enough.
+bool HOQFileRoutineLin::takeKindInHand() {
+  if (!kindSuffices || followLinks || path.size() >= PATH_MAX || openDirectories.empty())
+    return false;
+  const mode_t kind = openDirectories.back()->kindInHand(path);
+  if (kind == 0) return false;
+  statBuffer = {};
+  statBuffer.st_mode = kind;
+  return true;
+}
+
 int HOQFileRoutineLin::stat() {
+  if (takeKindInHand()) {
+    kindOnly = true;
+    return 0;
+  }
   const Place at = place();
   struct stat fresh;
   const int flags = followLinks ? 0 : AT_SYMLINK_NOFOLLOW;
   const int result = ::fstatat(at.directory, at.name, &fresh, flags);
   if (result != 0) return result;
+  kindOnly = false;
   statBuffer = fresh;
   if (isDir()) statBuffer.st_size = 0;
   return 0;

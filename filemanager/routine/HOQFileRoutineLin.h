@@ -96,6 +96,7 @@ class HOQFileRoutineLin : public HOQFileRoutine {
     const char* name;
   };
 
+  bool takeKindInHand();
   int creationMode() const;
   void drainOutermost();
   Place place() const;

@@ -19,6 +19,9 @@ constexpr unsigned kStatFields = HOQFileType::kType | HOQFileType::kPermissions 
                                  HOQFileType::kUid | HOQFileType::kGid | HOQFileType::kSize |
                                  HOQFileType::kMtime | HOQFileType::kNlink | HOQFileType::kName;
 
+/// What is known of an entry that only the kind was asked of.
+constexpr unsigned kKindFields = HOQFileType::kType | HOQFileType::kName;
+
 constexpr unsigned kOwnerNames = HOQFileType::kUser | HOQFileType::kGroup;
 
 }  // namespace
@@ -54,7 +57,7 @@ void HOQFileRoutineLin::fillFromStat(HOQFileType& info, unsigned mask) const {
   info.size = static_cast<std::uint64_t>(statBuffer.st_size);
   info.mtime = statBuffer.st_mtime;
   info.nlink = static_cast<std::uint32_t>(statBuffer.st_nlink);
-  info.setValid(mask & kStatFields);
+  info.setValid(mask & (kindOnly ? kKindFields : kStatFields));
 }
 
 int HOQFileRoutineLin::fillOwners(HOQFileType& info, unsigned mask) {

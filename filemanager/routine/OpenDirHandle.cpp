@@ -43,6 +43,13 @@ const char* OpenDirHandle::nameIn(const std::string& directory, const std::strin
   return std::strchr(name, '/') ? nullptr : name;
 }
 
+mode_t OpenDirHandle::kindInHand(const std::string& item) const {
+  if (!dir || givesDots() || !entry) return 0;
+  const char* name = nameOf(item);
+  if (!name || std::strcmp(name, entry->d_name) != 0) return 0;
+  return entry->d_type == DT_DIR ? 0 : DTTOIF(entry->d_type);  // DT_UNKNOWN: 0
+}
+
 const char* OpenDirHandle::nextReal() {
   if (dir) {
     do {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <dirent.h>
+#include <sys/types.h>
 
 #include <cstddef>
 #include <string>
@@ -28,6 +29,10 @@ class OpenDirHandle {
 
   /// The same for any path of a directory.
   static const char* nameIn(const std::string& directory, const std::string& item);
+
+  /// The kind of `item`, as in st_mode, where it is the entry in hand and the directory told it
+  /// with the name; 0 where it did not, and for a directory.
+  mode_t kindInHand(const std::string& item) const;
 
   int descriptor() const { return dirfd(dir); }
 

@@ -55,6 +55,7 @@ HOQHaulQueuePtr HOQAccessProviderPrototype::openQueue(const std::string&) {
 HOQRequestHandlerPrototype::~HOQRequestHandlerPrototype() = default;
 bool HOQRequestHandlerPrototype::itemReached() { return true; }
 bool HOQRequestHandlerPrototype::takesRecords() const { return false; }
+bool HOQRequestHandlerPrototype::kindsSuffice() const { return false; }
 bool HOQRequestHandlerPrototype::record(const boost::shared_ptr<HOQFileType>&) { return true; }
 
 }  // namespace HOQ

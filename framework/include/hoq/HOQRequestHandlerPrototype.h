@@ -46,6 +46,12 @@ class HOQ_EXPORT HOQRequestHandlerPrototype
   /// records come in the order of the answer, errors between them when they happen. False: no more
   /// is wanted; the list ends at once with -1 and tells no error of it.
   virtual bool record(const boost::shared_ptr<HOQFileType>& record);
+
+  /// Whether a list that is asked for no more than names, kinds and permissions (without filters,
+  /// sums and links followed) may leave entries that are no directories unexamined: their records
+  /// then have a name and a kind and nothing else. An entry of each directory is examined, so that
+  /// a directory whose entries cannot be reached still tells that. By default not.
+  virtual bool kindsSuffice() const;
 };
 
 using HOQRequestHandlerPtr = boost::intrusive_ptr<HOQRequestHandlerPrototype>;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -86,6 +87,64 @@ TEST_F(LinuxRoutine, ManyOpenDirectoriesGetByWithFewDescriptors) {
     EXPECT_EQ(names, *handle == handles.front() ? "d" : "df");
     routine.closedir(*handle);
   }
+}
+
+TEST_F(LinuxRoutine, AnEntryInHandIsOfTheKindThatItsDirectoryTold) {
+  trees::make(dir.path(), "d/ f=text l->f p| s~");
+  const std::map<std::string, mode_t> kinds{
+      {"d", S_IFDIR}, {"f", S_IFREG}, {"l", S_IFLNK}, {"p", S_IFIFO}, {"s", S_IFSOCK}};
+  HOQFileRoutineLin routine(dir.path());
+  routine.kindSuffices = true;
+  void* handle = nullptr;
+  ASSERT_EQ(routine.opendir(handle), 0);
+  while (routine.readdir(handle) == 0) {
+    const std::string name = routine.namedir(handle);
+    if (name[0] == '.') continue;
+    SCOPED_TRACE(name);
+    routine.path = dir / name;
+    ASSERT_EQ(routine.stat(), 0);
+    EXPECT_EQ(routine.statBuffer.st_mode & S_IFMT, kinds.at(name));
+    const bool isDir = name == "d";
+    EXPECT_TRUE(isDir ? !routine.kindOnly : routine.kindOnly)
+        << "or the place's file system does not tell kinds";
+    EXPECT_EQ(routine.statBuffer.st_ino != 0, isDir);
+    EXPECT_EQ(routine.statBuffer.st_nlink != 0, isDir);
+
+    routine.kindSuffices = false;
+    ASSERT_EQ(routine.stat(), 0);
+    EXPECT_FALSE(routine.kindOnly);
+    EXPECT_NE(routine.statBuffer.st_ino, 0U);
+    routine.kindSuffices = true;
+  }
+  routine.closedir(handle);
+}
+
+TEST_F(LinuxRoutine, WhatIsNoEntryInHandIsExamined) {
+  trees::make(dir.path(), "d/f d/g e/f");
+  HOQFileRoutineLin routine(dir / "d");
+  void* handle = nullptr;
+  ASSERT_EQ(routine.opendir(handle), 0);
+  routine.kindSuffices = true;
+  const auto examined = [&](const std::string& item) {
+    routine.path = dir / item;
+    return routine.stat() == 0 && !routine.kindOnly && routine.statBuffer.st_ino != 0;
+  };
+  EXPECT_TRUE(examined("d/f")) << "before the first entry";
+  while (routine.readdir(handle) == 0) {
+    const std::string name = routine.namedir(handle);
+    if (name[0] == '.') continue;
+    EXPECT_TRUE(examined(name == "f" ? "d/g" : "d/f")) << "another one";
+    EXPECT_TRUE(examined("e/f")) << "of another directory";
+    routine.followLinks = true;
+    EXPECT_TRUE(examined("d/" + name)) << "perhaps through a link";
+    routine.followLinks = false;
+    routine.path = dir / "d/no";
+    EXPECT_EQ(routine.stat(), -1);
+    EXPECT_EQ(errno, ENOENT);
+  }
+  EXPECT_TRUE(examined("d/f")) << "behind the last entry";
+  routine.closedir(handle);
+  EXPECT_TRUE(examined("d/f")) << "with no directory open";
 }
 
 TEST_F(LinuxRoutine, NamesOfAHeldDirectoryAreLookedUpInItUntilItIsLetGo) {
