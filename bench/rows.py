@@ -166,7 +166,7 @@ _EACH_ITEM = ("each item is a transfer of its own, with words for its start and 
 WHY = {
     "sizes of directories": "as many system calls as du has",
     "remove a tree": "as many system calls as rm -rf has",
-    "copy a tree of small files": "four of the 13 system calls an entry are what a copy is said to do:"
+    "copy a tree of small files": "four of the 12 system calls an entry are what a copy is said to do:"
                                   " the source is examined twice, a new file's mode is set, and a read"
                                   " finds its end",
     "get a file of 1 GiB": "what get has answered is on the disk: it ends with fsync, and cp does not"

@@ -50,7 +50,9 @@ CopyMoveOperate::CopyMoveOperate(HOQFileRoutine& source, HOQFileRoutine& targetR
       target(targetRoutine),
       targetIsDir(targetRoutine.stat() == 0),
       linuxTarget(dynamic_cast<HOQFileRoutineLin*>(&targetRoutine)),
-      carrier(ContentsCarrier::make(HOQContentsEngine::chosen())) {}
+      carrier(ContentsCarrier::make(HOQContentsEngine::chosen())) {
+  if (linuxTarget) linuxTarget->expectOwners();
+}
 
 CopyMoveOperate::~CopyMoveOperate() = default;
 

@@ -37,7 +37,10 @@ int HOQFileRoutine::readlinkS(std::string& target) {
 int HOQFileRoutine::cpOptions(HOQFileRoutine* from) {
   if (from->stat() != 0) return -1;
   if (chmod(static_cast<int>(from->statBuffer.st_mode)) != 0) return -1;
-  return cpOwn(from);
+  from->isExamined = from != this;  // whose owner may have changed with its mode
+  const int result = cpOwn(from);
+  from->isExamined = false;
+  return result;
 }
 
 int HOQFileRoutine::cpOwn(HOQFileRoutine* from) {

@@ -34,7 +34,7 @@ class HOQFileRoutine {
   virtual int convown(const char* user, const char* group, void*& owner) = 0;
   /// Makes a handle from ids; 0xFFFFFFFF: that part is left as it is.
   virtual int convown(unsigned uid, unsigned gid, void*& owner) = 0;
-  /// Makes a handle of the path's owner, which it examines with stat().
+  /// Makes a handle of the path's owner, which it examines with stat(), unless `isExamined`.
   virtual int getown(void*& owner) = 0;
   /// The names of a handle's ids. An unknown user: -1, and the group is not looked up.
   virtual int convown(void* owner, std::string& user, std::string& group) = 0;
@@ -147,6 +147,7 @@ class HOQFileRoutine {
   // all of `statBuffer` but the kind is 0. A directory is always examined.
   bool kindSuffices = false;
   bool kindOnly = false;
+  bool isExamined = false;  // the path was examined just now: getown() need not do it again
   struct stat statBuffer;   // as the last successful stat() left it
   std::string path;         // the current path
 };

@@ -69,7 +69,9 @@ HOQFileRoutineLin::Place HOQFileRoutineLin::place() const {
 
 int HOQFileRoutineLin::chmod(int mode) {
   const Place at = place();
-  return ::fchmodat(at.directory, at.name, static_cast<mode_t>(mode), 0);
+  const int result = ::fchmodat(at.directory, at.name, static_cast<mode_t>(mode), 0);
+  if (result == 0 && path == madeFile.path) madeFile.mode = static_cast<mode_t>(mode);
+  return result;
 }
 
 int HOQFileRoutineLin::link(const char* target, bool symbolic) {
@@ -90,6 +92,7 @@ int HOQFileRoutineLin::readlink(char* buf, unsigned long size) {
 }
 
 int HOQFileRoutineLin::remove() {  // remove(3) does the same, by the whole path
+  madeFile.path.clear();
   const Place at = place();
   if (::unlinkat(at.directory, at.name, 0) == 0) return 0;
   return errno == EISDIR ? ::unlinkat(at.directory, at.name, AT_REMOVEDIR) : -1;
@@ -101,6 +104,7 @@ int HOQFileRoutineLin::rmdir() {
 }
 
 int HOQFileRoutineLin::rmitem() {
+  madeFile.path.clear();
   const Place at = place();
   return ::unlinkat(at.directory, at.name, 0);
 }
@@ -167,7 +171,23 @@ int HOQFileRoutineLin::open(int flags) {
   const Place at = place();
   fd = ::openat(at.directory, at.name, flags, static_cast<mode_t>(creationMode()));
   if (fd < 0) return -1;
-  return errno == EEXIST ? 1 : 0;  // errno of before the call: see the header
+  const bool exists = errno == EEXIST;  // errno of before the call: see the header
+  const bool isNew = (flags & O_CREAT) != 0 && (flags & O_EXCL) != 0;
+  if (isNew && expectsOwners) noteMadeFile();
+  return exists ? 1 : 0;
+}
+
+/// Its owner is looked at while that costs least. errno stays.
+void HOQFileRoutineLin::noteMadeFile() {
+  const int kept = errno;
+  struct stat made;
+  madeFile.path.clear();
+  if (::fstat(fd, &made) == 0) {
+    madeFile.path = path;
+    madeFile.owner = {made.st_uid, made.st_gid};
+    madeFile.mode = made.st_mode;
+  }
+  errno = kept;
 }
 
 int HOQFileRoutineLin::close() {

@@ -79,6 +79,10 @@ class HOQFileRoutineLin : public HOQFileRoutine {
   void letGo();
   bool holds() const { return heldDirectory >= 0; }
 
+  /// Has open() look at the owner of a file that it makes, so that chown() need not set what that
+  /// has already; for one who sets the owners of many.
+  void expectOwners() { expectsOwners = true; }
+
   /// Of the open file; -1: none. It stays this object's.
   int descriptor() const { return fd; }
 
@@ -96,6 +100,15 @@ class HOQFileRoutineLin : public HOQFileRoutine {
     const char* name;
   };
 
+  /// The file that open() made last, until its owner is set, or it is removed.
+  struct MadeFile {
+    std::string path;  // empty: none
+    Gids owner;
+    mode_t mode = 0;
+  };
+
+  void noteMadeFile();
+  bool isNewAndOf(const Gids& ids) const;
   bool takeKindInHand();
   int creationMode() const;
   void drainOutermost();
@@ -117,6 +130,8 @@ class HOQFileRoutineLin : public HOQFileRoutine {
   bool tablesLoaded = false;
   IdNames userNames;
   IdNames groupNames;
+  bool expectsOwners = false;
+  MadeFile madeFile;
   int heldDirectory = -1;
   std::string heldPath;
   std::deque<OpenDirHandle*> openDirectories;  // with a descriptor, the outermost first; not owned

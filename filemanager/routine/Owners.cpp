@@ -133,16 +133,29 @@ int HOQFileRoutineLin::namesOf(const Gids& ids, std::string& user, std::string& 
 }
 
 int HOQFileRoutineLin::getown(void*& owner) {
-  if (stat() != 0) return -1;
+  if (!isExamined && stat() != 0) return -1;
   return convown(statBuffer.st_uid, statBuffer.st_gid, owner);
 }
 
 int HOQFileRoutineLin::chown(void* owner) {
   const auto* ids = static_cast<const Gids*>(owner);
+  const bool isTheirs = isNewAndOf(*ids);
+  madeFile.path.clear();  // from here on it is like any other
+  if (isTheirs) return 0;
   const Place at = place();
   if (::fchownat(at.directory, at.name, ids->uid, ids->gid, 0) != 0) return -1;
   if (isLink() || (statBuffer.st_mode & kSetIdBits) == 0) return 0;
   return chmod(static_cast<int>(statBuffer.st_mode));  // the system took the bits away
+}
+
+/// Whether the path is the file that open() has made, and `ids` are its owner already. Changing the
+/// owner takes set-id bits away, also where it stays the same.
+bool HOQFileRoutineLin::isNewAndOf(const Gids& ids) const {
+  if (madeFile.path.empty() || path != madeFile.path ||
+      ((madeFile.mode | statBuffer.st_mode) & kSetIdBits) != 0)
+    return false;
+  return (ids.uid == kNone || ids.uid == madeFile.owner.uid) &&
+         (ids.gid == kNone || ids.gid == madeFile.owner.gid);
 }
 
 int HOQFileRoutineLin::freeown(void* owner) {

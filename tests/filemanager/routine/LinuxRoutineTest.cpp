@@ -15,6 +15,7 @@
 #include "routine/ContentType.h"
 #include "routine/HOQFileRoutineLin.h"
 #include "support/Isolation.h"
+#include "support/LoggingRoutine.h"
 #include "support/Trees.h"
 
 namespace HOQ::test {
@@ -145,6 +146,64 @@ TEST_F(LinuxRoutine, WhatIsNoEntryInHandIsExamined) {
   EXPECT_TRUE(examined("d/f")) << "behind the last entry";
   routine.closedir(handle);
   EXPECT_TRUE(examined("d/f")) << "with no directory open";
+}
+
+TEST_F(LinuxRoutine, CopyingModeAndOwnerExaminesTheSourceOnce) {
+  trees::make(dir.path(), "f g");
+  CallLog log;
+  LoggingRoutine from(dir / "f", log);
+  EXPECT_EQ(at("g").cpOptions(&from), 0);
+  EXPECT_EQ(log.count(Call::Stat), 1);
+  void* owner = nullptr;
+  EXPECT_EQ(from.getown(owner), 0);
+  from.freeown(owner);
+  EXPECT_EQ(log.count(Call::Stat), 2) << "by itself it examines";
+}
+
+// Each file is gone when its owner is to be set, so that the system would refuse.
+TEST_F(LinuxRoutine, TheOwnerThatANewFileHasAlreadyIsNotSet) {
+  const struct {
+    const char* what;
+    int flags;
+    int mode;
+    bool isTheirs;
+    void (*deed)(HOQFileRoutineLin& routine);
+    int expected;
+  } rows[] = {
+      {"a new file", O_CREAT | O_EXCL, 0640, true, nullptr, 0},
+      {"one that may have been there", O_CREAT, 0640, true, nullptr, -1},
+      {"set-id bits, which the system takes away", O_CREAT | O_EXCL, 04750, true, nullptr, -1},
+      {"another owner", O_CREAT | O_EXCL, 0640, false, nullptr, -1},
+      {"a second time", O_CREAT | O_EXCL, 0640, true,
+       [](HOQFileRoutineLin& routine) {
+         void* same = nullptr;
+         ASSERT_EQ(routine.convown(HOQUserCredentials::kNone, HOQUserCredentials::kNone, same), 0);
+         EXPECT_EQ(routine.chown(same), 0);
+         routine.freeown(same);
+       },
+       -1},
+      {"after it was removed", O_CREAT | O_EXCL, 0640, true,
+       [](HOQFileRoutineLin& routine) { (void)routine.rmitem(); }, -1},
+      {"another path", O_CREAT | O_EXCL, 0640, true,
+       [](HOQFileRoutineLin& routine) { routine.path += "x"; }, -1},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    HOQFileRoutineLin routine = at("f");
+    routine.expectOwners();
+    errno = 0;
+    ASSERT_EQ(routine.open(O_WRONLY | row.flags), 0);
+    struct stat made;
+    ASSERT_EQ(::fstat(routine.descriptor(), &made), 0);
+    EXPECT_EQ(routine.close(), 0);
+    EXPECT_EQ(routine.chmod(row.mode), 0);
+    void* owner = nullptr;
+    ASSERT_EQ(routine.convown(row.isTheirs ? made.st_uid : made.st_uid + 1, made.st_gid, owner), 0);
+    ASSERT_EQ(unlink((dir / "f").c_str()), 0);
+    if (row.deed) row.deed(routine);
+    EXPECT_EQ(routine.chown(owner), row.expected);
+    routine.freeown(owner);
+  }
 }
 
 TEST_F(LinuxRoutine, NamesOfAHeldDirectoryAreLookedUpInItUntilItIsLetGo) {
