@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -30,9 +31,12 @@ class News : public HOQRequestHandlerPrototype {
   }
   void answer(const HOQMsgWriter&, const HOQRequestErrorData&) override { answered = true; }
   bool takesRecords() const override { return onRecord != nullptr; }
+  bool takesRecordsBelow() const override { return takesTrees; }
   bool record(const boost::shared_ptr<HOQFileType>& record) override {
-    onRecord(record);
-    return true;
+    return recordBelow(record, 0);
+  }
+  bool recordBelow(const boost::shared_ptr<HOQFileType>& record, std::size_t level) override {
+    return onRecord(record, level);
   }
   bool itemReached() override {
     items.fetch_add(1, std::memory_order_relaxed);
@@ -52,8 +56,11 @@ class News : public HOQRequestHandlerPrototype {
 
   /// Takes progress records instead of their being collected. Must not throw.
   std::function<void(const HOQRequestProgressData&)> onProgress;
-  /// Takes a list's records one by one, instead of their being in its answer.
-  std::function<void(const boost::shared_ptr<HOQFileType>&)> onRecord;
+  /// Takes a list's records one by one, instead of their being in its answer; those of level 0 are
+  /// of the top level. False: no more. Must not throw.
+  std::function<bool(const boost::shared_ptr<HOQFileType>&, std::size_t level)> onRecord;
+  /// Whether it takes those below the top level by themselves.
+  bool takesTrees = false;
   std::vector<Event> events;
   bool answered = false;
   Counter& items;

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <boost/smart_ptr/make_shared.hpp>
 #include <cerrno>
+#include <exception>
 
 #include <hoq/HOQFilerOptions.h>
 #include <hoq/HOQResultCodes.h>
 
+#include "ExitStatus.h"
 #include "PathText.h"
-#include "listing/Gathering.h"
+#include "listing/RecordTaker.h"
 #include "listing/Selection.h"
 
 namespace HOQ::cli {
@@ -44,26 +46,38 @@ std::string tidied(std::string text) {
 
 }  // namespace
 
-/// `parent`: what a gathered ".." is shown as; empty: as it comes.
+/// `parent`: what a ".." for the taker is shown as; empty: as it comes.
 Listed Lookup::ask(const std::string& directory, const std::string& path, int options,
-                   const std::vector<HOQFileFilter>* filters, Gathering* gathering,
+                   const std::vector<HOQFileFilter>* filters, RecordTaker* taker,
                    const RecordPtr& parent) {
   Listed listed{Listed::Outcome::kListed, false, {}, {}};
   const auto filer = session_.filer(directory);
   News& news = session_.news();
   std::size_t came = 0;
-  if (gathering != nullptr)
-    news.onRecord = [&](const RecordPtr& record) {
-      if (came++ < kPlaceholders) return;
-      gathering->take(parent && record->name == ".." ? *parent : *record);
+  std::exception_ptr failure;
+  if (taker != nullptr) {
+    news.takesTrees = taker->takesTrees();
+    news.onRecord = [&](const RecordPtr& record, std::size_t level) {
+      if (level == 0 && came++ < kPlaceholders) return true;
+      const bool replaced = parent && level == 0 && record->name == "..";
+      try {
+        taker->take(replaced ? *parent : *record, level);
+      } catch (const CommandError&) {
+        failure = std::current_exception();
+      }
+      return !failure;
     };
+  }
   const int code = filer->list({path}, &listed.records, HOQFilerOptions(options), filters, fields_);
-  if (gathering != nullptr) {
-    for (const RecordPtr& record : listed.records) news.onRecord(record);  // a node that kept them
+  if (taker != nullptr) {
+    for (const RecordPtr& record : listed.records)  // of a node that kept them
+      if (!news.onRecord(record, 0)) break;
     listed.records.clear();
     news.onRecord = nullptr;
+    news.takesTrees = false;
+    if (failure) std::rethrow_exception(failure);
     if (!news.answered) {  // what came before the end of the connection is no answer
-      gathering->clear();
+      taker->clear();
       came = 0;
     }
   }
@@ -77,8 +91,7 @@ Listed Lookup::ask(const std::string& directory, const std::string& path, int op
   if (listed.records.size() >= kPlaceholders)
     listed.records.erase(listed.records.begin(),
                          listed.records.begin() + static_cast<std::ptrdiff_t>(kPlaceholders));
-  listed.count =
-      gathering == nullptr ? listed.records.size() : came - std::min(came, kPlaceholders);
+  listed.count = taker == nullptr ? listed.records.size() : came - std::min(came, kPlaceholders);
   if (code != 0 && listed.count == 0 && saysNotDirectory(listed.errors)) {
     listed.outcome = Listed::Outcome::kNotDirectory;
     listed.errors.clear();
@@ -95,8 +108,8 @@ Listed Lookup::reported(Listed listed) {
 }
 
 Listed Lookup::list(const std::string& full, bool through,
-                    const std::vector<HOQFileFilter>* filters, Gathering* gathering) {
-  Listed listed = askThrough(full, through, options_, filters, gathering);
+                    const std::vector<HOQFileFilter>* filters, RecordTaker* taker) {
+  Listed listed = askThrough(full, through, options_, filters, taker);
   // Only the Filer's own walk knows where another file system begins.
   constexpr int kEntersDirectories = HOQFilerOptions::kRecursive | HOQFilerOptions::kSumSizes;
   const bool stopped =
@@ -105,9 +118,9 @@ Listed Lookup::list(const std::string& full, bool through,
       (options_ & HOQFilerOptions::kOneFileSystem) == 0) {
     putTogether(full, through, listed, filters);
     listed.count = listed.records.size();
-    if (gathering != nullptr) {
-      gathering->clear();
-      for (const RecordPtr& record : listed.records) gathering->take(*record);
+    if (taker != nullptr) {
+      taker->clear();
+      for (const RecordPtr& record : listed.records) taker->take(*record, 0);
       listed.records.clear();
     }
   }
@@ -142,14 +155,14 @@ void Lookup::putTogether(const std::string& full, bool through, Listed& listed,
 }
 
 Listed Lookup::askThrough(const std::string& full, bool through, int options,
-                          const std::vector<HOQFileFilter>* filters, Gathering* gathering) {
-  Listed listed = ask(full, "", options, filters, gathering);
+                          const std::vector<HOQFileFilter>* filters, RecordTaker* taker) {
+  Listed listed = ask(full, "", options, filters, taker);
   if (listed.outcome != Listed::Outcome::kNotDirectory || !through) return listed;
-  if (gathering != nullptr) {
+  if (taker != nullptr) {
     std::string why;
     const RecordPtr parent = filters == nullptr ? find(join(full, ".."), true, why) : nullptr;
     if (parent) parent->name = "..";
-    return ask(join(full, "."), "", options, filters, gathering, parent);
+    return ask(join(full, "."), "", options, filters, taker, parent);
   }
   listed = ask(join(full, "."), "", options, filters);
   if (listed.outcome != Listed::Outcome::kListed) return listed;

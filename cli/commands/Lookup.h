@@ -11,7 +11,7 @@
 
 namespace HOQ::cli {
 
-class Gathering;
+class RecordTaker;
 
 using RecordPtr = boost::shared_ptr<HOQFileType>;
 using Records = HOQFiler::FileTypes;
@@ -25,7 +25,7 @@ struct Listed {
   };
   Outcome outcome;
   bool complete;                    // nothing failed
-  Records records;                  // without the two placeholders, unless they were gathered
+  Records records;                  // without the two placeholders, unless they were taken
   std::vector<std::string> errors;  // not reported yet
   std::size_t count = 0;            // of records, wherever they went
 };
@@ -42,10 +42,10 @@ class Lookup {
 
   /// Lists the directory `full` (a resolved path). `through`: one that a link leads to as well.
   /// Where the Filer's walk of a tree stopped at a directory that it cannot read, the tree is
-  /// put together from its directories, so that only this one is missing. With `gathering` (empty)
+  /// put together from its directories, so that only this one is missing. With `taker` (empty)
   /// records go there as they come, and nowhere else.
   Listed list(const std::string& full, bool through, const std::vector<HOQFileFilter>* filters,
-              Gathering* gathering = nullptr);
+              RecordTaker* taker = nullptr);
 
   /// The entries of `full` that match one pattern component, in the Filer's order, without sums.
   Listed match(const std::string& full, const std::string& pattern,
@@ -62,10 +62,10 @@ class Lookup {
 
  private:
   Listed ask(const std::string& directory, const std::string& path, int options,
-             const std::vector<HOQFileFilter>* filters, Gathering* gathering = nullptr,
+             const std::vector<HOQFileFilter>* filters, RecordTaker* taker = nullptr,
              const RecordPtr& parent = nullptr);
   Listed askThrough(const std::string& full, bool through, int options,
-                    const std::vector<HOQFileFilter>* filters, Gathering* gathering = nullptr);
+                    const std::vector<HOQFileFilter>* filters, RecordTaker* taker = nullptr);
   void putTogether(const std::string& full, bool through, Listed& listed,
                    const std::vector<HOQFileFilter>* filters);
   Listed reported(Listed listed);

@@ -5,6 +5,7 @@
 #include <hoq/HOQFilerOptions.h>
 
 #include "PathText.h"
+#include "listing/GatheredTree.h"
 #include "listing/Printer.h"
 
 namespace HOQ::cli {
@@ -40,20 +41,32 @@ struct LsCommand::Run {
   const View view;
   const Selection selection;
   std::vector<Item> items;
+  Spool spool;  // of trees
   std::vector<Directory> directories;
   bool complete = true;
 };
 
 /// True when `full` is a directory, or the attempt has come to an end that was told.
 bool LsCommand::Run::addDirectory(const std::string& shown, const std::string& full, bool through) {
-  std::shared_ptr<Gathering> gathered;
-  if (gathers(view, session.output().isTerminal()))
-    gathered = std::make_shared<Gathering>(selection, view.style, view.longFormat);
-  Listed listed = lookup.list(full, through, requestFilters, gathered.get());
+  Directory directory;
+  directory.shown = shown;
+  const bool isBlocks = view.longFormat && !view.json;
+  GatheredTree tree(selection, spool, {view.style, isBlocks, isBlocks});
+  RecordTaker* taker = nullptr;
+  if (view.tree) {
+    directory.spool = &spool;
+    taker = &tree;
+  } else if (gathers(view, session.output().isTerminal())) {
+    directory.gathered = std::make_shared<Gathering>(selection, view.style, view.longFormat);
+    taker = directory.gathered.get();
+  }
+  Listed listed = lookup.list(full, through, requestFilters, taker);
   if (listed.outcome == Listed::Outcome::kNotDirectory) return false;
   complete = complete && listed.complete;
+  directory.records = std::move(listed.records);
+  directory.top = tree.finish();
   if (listed.outcome == Listed::Outcome::kListed && (listed.complete || listed.count != 0))
-    directories.push_back({shown, std::move(listed.records), std::move(gathered)});
+    directories.push_back(std::move(directory));
   return true;
 }
 

@@ -4,7 +4,7 @@
 
 namespace HOQ::cli {
 
-void Gathering::take(const HOQFileType& record) {
+void Gathering::take(const HOQFileType& record, std::size_t) {
   if (selection_.placeOf(record, true, false) != Selection::Place::kShown) return;
   if (measures_) widths_.measure(record, style_);
   packed_.clear();

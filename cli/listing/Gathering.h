@@ -7,6 +7,7 @@
 #include <hoq/HOQFileType.h>
 
 #include "listing/LongLines.h"
+#include "listing/RecordTaker.h"
 #include "listing/Selection.h"
 #include "listing/SortedStore.h"
 
@@ -14,16 +15,15 @@ namespace HOQ::cli {
 
 /// The entries of one directory that are shown, as they come; in order, when all are there. Takes
 /// little memory, however many they are. One thread.
-class Gathering {
+class Gathering : public RecordTaker {
  public:
   /// `selection` is not owned and must outlive this object. `measures`: for long lines.
   Gathering(const Selection& selection, const Style& style, bool measures)
       : selection_(selection), style_(style), measures_(measures) {}
 
-  void take(const HOQFileType& record);
-
-  /// Forgets everything, for a listing that begins anew.
-  void clear();
+  bool takesTrees() const override { return false; }
+  void take(const HOQFileType& record, std::size_t level) override;
+  void clear() override;
 
   /// Gives `show` each record by the order of the names, without what is below it. Once.
   using Show = std::function<void(const HOQFileType& record)>;

@@ -1,16 +1,43 @@
 #include "listing/JsonLines.h"
 
+#include <vector>
+
 #include "PathText.h"
+#include "listing/Packing.h"
 #include "output/JsonText.h"
 
 namespace HOQ::cli {
 namespace {
 
 struct Level {
-  std::vector<Entry> entries;
-  std::size_t next;
+  TreeBlock block;
   std::size_t pathLength;  // of the directory, with its "/"
 };
+
+void writeTree(Output& out, const Directory& directory) {
+  std::string path = join(directory.shown, "");
+  std::vector<Level> levels;
+  levels.push_back({TreeBlock(*directory.spool, directory.top), path.size()});
+  TreeEntry entry;
+  HOQFileType record;
+  while (!levels.empty()) {
+    Level& level = levels.back();
+    if (!level.block.next(entry)) {
+      levels.pop_back();
+      continue;
+    }
+    path.resize(level.pathLength);
+    path += entry.name;
+    if (entry.shown) {
+      record.name = entry.name;
+      unpackRecord(entry.packed, record);
+      writeJsonLine(out, path, record);
+    }
+    if (entry.below.begin == entry.below.end) continue;
+    path += '/';
+    levels.push_back({TreeBlock(*directory.spool, entry.below), path.size()});
+  }
+}
 
 }  // namespace
 
@@ -23,34 +50,17 @@ void writeJsonLine(Output& out, std::string_view path, const HOQFileType& record
   out.checkpoint();
 }
 
-void writeJsonLines(Output& out, const Directory& directory, const Selection& selection,
-                    bool tree) {
+void writeJsonLines(Output& out, const Directory& directory, const Selection& selection) {
+  if (directory.spool != nullptr) return writeTree(out, directory);
   std::string path = join(directory.shown, "");
-  if (directory.gathered) {
-    const std::size_t length = path.size();
-    directory.gathered->drain([&](const HOQFileType& record) {
-      path.resize(length);
-      path += record.name;
-      writeJsonLine(out, path, record);
-    });
-    return;
-  }
-  std::vector<Level> levels;
-  levels.push_back({selection.of(directory.records, !tree, tree), 0, path.size()});
-  while (!levels.empty()) {
-    Level& level = levels.back();
-    if (level.next == level.entries.size()) {
-      levels.pop_back();
-      continue;
-    }
-    const Entry& entry = level.entries[level.next++];
-    path.resize(level.pathLength);
-    path += entry.record->name;
-    if (entry.shown) writeJsonLine(out, path, *entry.record);
-    if (!tree || entry.record->children.empty()) continue;
-    path += '/';
-    levels.push_back({selection.of(entry.record->children, false, true), 0, path.size()});
-  }
+  const std::size_t length = path.size();
+  const auto write = [&](const HOQFileType& record) {
+    path.resize(length);
+    path += record.name;
+    writeJsonLine(out, path, record);
+  };
+  if (directory.gathered) return directory.gathered->drain(write);
+  for (const Entry& entry : selection.of(directory.records, true, false)) write(*entry.record);
 }
 
 }  // namespace HOQ::cli

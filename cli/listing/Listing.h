@@ -9,6 +9,8 @@
 #include "listing/Gathering.h"
 #include "listing/LongLines.h"
 #include "listing/Selection.h"
+#include "listing/Spool.h"
+#include "listing/TreeBlock.h"
 
 namespace HOQ::cli {
 
@@ -27,11 +29,13 @@ struct Item {
   boost::shared_ptr<HOQFileType> record;
 };
 
-/// A directory whose entries are shown.
+/// A directory whose entries are shown, or, of a tree, everything below it.
 struct Directory {
   std::string shown;
   Selection::Records records;
   std::shared_ptr<Gathering> gathered = nullptr;  // instead of records, where it is set
+  const Spool* spool = nullptr;                   // of a tree: has its entries; not owned
+  BlockPlace top = {};                            // and where they begin
 };
 
 /// Whether lists are shown so that their entries can be gathered one by one.

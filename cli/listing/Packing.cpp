@@ -33,8 +33,11 @@ std::string_view text(std::string_view& in) {
 }  // namespace
 
 void appendNumber(std::string& out, std::uint64_t value) {
-  for (; value >= 0x80; value >>= 7) out.push_back(static_cast<char>(value | 0x80));
-  out.push_back(static_cast<char>(value));
+  char bytes[10];
+  std::size_t count = 0;
+  for (; value >= 0x80; value >>= 7) bytes[count++] = static_cast<char>(value | 0x80);
+  bytes[count++] = static_cast<char>(value);
+  out.append(bytes, count);
 }
 
 bool takeNumber(std::string_view& in, std::uint64_t& value) {

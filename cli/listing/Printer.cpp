@@ -6,6 +6,7 @@
 #include "PathText.h"
 #include "listing/Columns.h"
 #include "listing/JsonLines.h"
+#include "listing/Packing.h"
 #include "listing/TreeDrawing.h"
 #include "output/Utf8.h"
 
@@ -25,7 +26,7 @@ void Printer::print(const std::vector<Item>& items, const std::vector<Directory>
     }
     separate();
     if (view_.tree) {
-      drawTree(out_, view_, directory, selection_);
+      drawTree(out_, view_, directory);
       continue;
     }
     if (!alone) printHeading(directory.shown);
@@ -38,8 +39,7 @@ void Printer::print(const std::vector<Item>& items, const std::vector<Directory>
 
 void Printer::printJson(const std::vector<Item>& items, const std::vector<Directory>& directories) {
   for (const Item& item : items) writeJsonLine(out_, item.shown, *item.record);
-  for (const Directory& directory : directories)
-    writeJsonLines(out_, directory, selection_, view_.tree);
+  for (const Directory& directory : directories) writeJsonLines(out_, directory, selection_);
 }
 
 void Printer::printGathered(Gathering& gathered) {
@@ -127,25 +127,50 @@ void Printer::printColumns(const std::vector<Named>& names) {
 
 /// A block for each directory of a tree, each before those below it.
 void Printer::printBlocks(const Directory& directory) {
-  struct Pending {
-    const Selection::Records* records;
-    std::string shown;
+  struct Level {
+    TreeBlock block;
+    std::uint64_t folders;  // still to come
+    std::size_t pathLength;
   };
-  std::vector<Pending> pending{{&directory.records, directory.shown}};
-  while (!pending.empty()) {
-    const Pending block = std::move(pending.back());
-    pending.pop_back();
-    const auto entries = selection_.of(*block.records, true, true);
-    const auto shown = [](const Entry& entry) { return entry.shown; };
-    if (!selection_.filters() || std::any_of(entries.begin(), entries.end(), shown)) {
-      separate();
-      printHeading(block.shown);
-      printEntries(entries);
+  std::string path = directory.shown;
+  std::vector<Level> levels;
+  const auto enter = [&](const BlockPlace& place) {
+    const std::uint64_t folders = printBlock(path, *directory.spool, place);
+    if (folders != 0) levels.push_back({{*directory.spool, place}, folders, path.size()});
+  };
+  enter(directory.top);
+  TreeEntry entry;
+  while (!levels.empty()) {
+    Level& level = levels.back();
+    if (level.folders == 0 || !level.block.next(entry)) {
+      levels.pop_back();
+      continue;
     }
-    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry)
-      if (entry->record->type == HOQFileType::kDirectory && !isDots(entry->record->name))
-        pending.push_back({&entry->record->children, join(block.shown, entry->record->name)});
+    if (!entry.folder) continue;
+    --level.folders;
+    path.resize(level.pathLength);
+    path = join(path, entry.name);
+    enter(entry.below);
   }
+}
+
+/// Returns how many directories are in it.
+std::uint64_t Printer::printBlock(const std::string& heading, const Spool& spool,
+                                  const BlockPlace& place) {
+  TreeBlock block(spool, place);
+  const BlockHead& head = block.head();
+  if (selection_.filters() && !head.shows) return head.folders;
+  separate();
+  printHeading(heading);
+  lines_.startBlock(head.widths);
+  TreeEntry entry;
+  HOQFileType record;
+  while (block.next(entry)) {
+    if (!entry.shown) continue;
+    unpackRecord(entry.packed, record);
+    lines_.write(out_, record, entry.name);
+  }
+  return head.folders;
 }
 
 }  // namespace HOQ::cli

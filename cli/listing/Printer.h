@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,6 +35,7 @@ class Printer {
   void printLine(const Named& named);
   void printEntries(const std::vector<Entry>& entries);
   void printBlocks(const Directory& directory);
+  std::uint64_t printBlock(const std::string& heading, const Spool& spool, const BlockPlace& place);
   void separate();
 
   Output& out_;

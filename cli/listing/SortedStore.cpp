@@ -1,17 +1,11 @@
 #include "listing/SortedStore.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <limits>
 #include <memory>
 #include <utility>
 
-#include "ExitStatus.h"
+#include "listing/Frames.h"
 #include "listing/Packing.h"
 
 namespace HOQ::cli {
@@ -26,29 +20,6 @@ std::uint64_t orderOf(std::string_view key) {
   for (std::size_t i = 0; i < sizeof order; ++i)
     order = (order << 8) | (i < key.size() ? static_cast<unsigned char>(key[i]) : 0U);
   return order;
-}
-
-/// A file that goes with its descriptor. -1: there can be none.
-int openTemporary() {
-  const char* folder = std::getenv("TMPDIR");
-  if (folder == nullptr || *folder == '\0') folder = "/tmp";
-  const int unnamed = ::open(folder, O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-  if (unnamed >= 0) return unnamed;
-  std::string name = std::string(folder) + "/hoq-XXXXXX";
-  const int file = ::mkostemp(name.data(), O_CLOEXEC);
-  if (file >= 0) (void)::unlink(name.c_str());  // else it stays there, which harms nobody
-  return file;
-}
-
-bool writeAt(int file, std::string_view text, std::uint64_t at) {
-  while (!text.empty()) {
-    const ssize_t written = ::pwrite(file, text.data(), text.size(), static_cast<off_t>(at));
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    text.remove_prefix(static_cast<std::size_t>(written));
-    at += static_cast<std::uint64_t>(written);
-  }
-  return true;
 }
 
 /// Frames in the order of their keys, one after the other.
@@ -74,47 +45,12 @@ class Source {
 
 class PartSource : public Source {
  public:
-  PartSource(std::size_t number, int file, std::uint64_t begin, std::uint64_t end,
-             std::size_t bytes)
-      : Source(number), file_(file), at_(begin), end_(end), bytes_(bytes) {}
+  PartSource(std::size_t number, Frames frames) : Source(number), frames_(std::move(frames)) {}
 
-  bool next() override {
-    do {
-      std::string_view rest = std::string_view(buffer_).substr(used_);
-      if (takeText(rest, key) && takeText(rest, value)) {
-        used_ = buffer_.size() - rest.size();
-        return true;
-      }
-    } while (readMore());
-    return false;
-  }
+  bool next() override { return frames_.next(key, value); }
 
  private:
-  bool readMore() {
-    if (at_ == end_) return false;
-    buffer_.erase(0, std::exchange(used_, 0));
-    const std::size_t had = buffer_.size();
-    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(end_ - at_, bytes_));
-    buffer_.resize(had + wanted);
-    ssize_t got;
-    do {
-      got = ::pread(file_, buffer_.data() + had, wanted, static_cast<off_t>(at_));
-    } while (got < 0 && errno == EINTR);
-    const int error = got < 0 ? errno : EIO;
-    if (got <= 0)
-      throw CommandError(kExitFailed,
-                         std::string("cannot read what was set aside: ") + std::strerror(error));
-    buffer_.resize(had + static_cast<std::size_t>(got));
-    at_ += static_cast<std::uint64_t>(got);
-    return true;
-  }
-
-  const int file_;
-  std::uint64_t at_;  // where the next bytes of the file are
-  const std::uint64_t end_;
-  const std::size_t bytes_;
-  std::string buffer_;
-  std::size_t used_ = 0;
+  Frames frames_;
 };
 
 }  // namespace
@@ -134,10 +70,6 @@ class SortedStore::MemorySource : public Source {
   const SortedStore& store_;
   std::size_t slot_ = 0;
 };
-
-SortedStore::~SortedStore() {
-  if (file_ >= 0) (void)::close(file_);
-}
 
 void SortedStore::add(std::string_view key, std::string_view value) {
   const std::size_t held = text_.size() + slots_.size() * sizeof(Slot);
@@ -170,10 +102,9 @@ void SortedStore::sort() {
 
 /// Moves what is in memory to the file. Where that fails, it stays, and so does what comes.
 void SortedStore::setAside() {
-  if (file_ < 0) file_ = openTemporary();
   sort();
   std::uint64_t end = fileEnd_;
-  bool good = file_ >= 0;
+  bool good = true;
   std::string piece;
   MemorySource all(0, *this);
   for (bool more = all.next(); good && more;) {
@@ -181,7 +112,7 @@ void SortedStore::setAside() {
     appendText(piece, all.value);
     more = all.next();
     if (piece.size() < kWriteBytes && more) continue;
-    good = writeAt(file_, piece, end);
+    good = file_.write(piece, end);
     end += piece.size();
     piece.clear();
   }
@@ -200,9 +131,12 @@ void SortedStore::drain(const Take& take) {
   std::vector<std::unique_ptr<Source>> sources;
   const std::size_t bytes =
       std::clamp(memoryBytes_ / (parts_.size() + 1), kLeastReadBytes, kReadBytes);
+  const auto read = [this](std::uint64_t offset, std::size_t length, std::string& out) {
+    file_.read(offset, length, out);
+  };
   for (const Part& part : parts_)
     sources.push_back(
-        std::make_unique<PartSource>(sources.size(), file_, part.begin, part.end, bytes));
+        std::make_unique<PartSource>(sources.size(), Frames(read, part.begin, part.end, bytes)));
   sources.push_back(std::make_unique<MemorySource>(sources.size(), *this));
   std::erase_if(sources, [](const auto& source) { return !source->next(); });
 

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "listing/TemporaryFile.h"
+
 namespace HOQ::cli {
 
 /// Values that are given back in the order of their keys' bytes, equal keys as they came. What is
@@ -19,7 +21,6 @@ class SortedStore {
   explicit SortedStore(std::size_t memoryBytes = kMemoryBytes) : memoryBytes_(memoryBytes) {}
   SortedStore(const SortedStore&) = delete;
   SortedStore& operator=(const SortedStore&) = delete;
-  ~SortedStore();
 
   void add(std::string_view key, std::string_view value);
 
@@ -29,6 +30,8 @@ class SortedStore {
   /// Gives everything to `take`, and forgets it. Throws CommandError where the file cannot be read.
   using Take = std::function<void(std::string_view key, std::string_view value)>;
   void drain(const Take& take);
+
+  bool empty() const { return slots_.empty() && parts_.empty(); }
 
   /// How many parts are in the file.
   std::size_t parts() const { return parts_.size(); }
@@ -51,7 +54,7 @@ class SortedStore {
   std::size_t memoryBytes_;
   std::string text_;  // frames of a key and a value
   std::vector<Slot> slots_;
-  int file_ = -1;
+  TemporaryFile file_;
   std::uint64_t fileEnd_ = 0;
   std::vector<Part> parts_;
 };

@@ -1,8 +1,9 @@
 #include "listing/TreeDrawing.h"
 
-#include <algorithm>
-#include <unordered_set>
+#include <utility>
+#include <vector>
 
+#include "listing/Packing.h"
 #include "output/Utf8.h"
 
 namespace HOQ::cli {
@@ -13,44 +14,9 @@ constexpr std::string_view kLastBranch = "└── ";
 constexpr std::string_view kTrunk = "│   ";
 constexpr std::string_view kGap = "    ";
 
-/// The records that are drawn: those shown, and what leads to them.
-class Drawn {
- public:
-  Drawn(const Directory& directory, const Selection& selection) : all_(!selection.filters()) {
-    if (all_) return;
-    struct Visited {
-      const HOQFileType* record;
-      std::size_t parent;
-      bool shown;
-    };
-    std::vector<Visited> visited{{nullptr, 0, false}};  // the top stands for the directory
-    const auto visit = [&](const Selection::Records& records, std::size_t parent) {
-      for (const Entry& entry : selection.of(records, false, true))
-        visited.push_back({entry.record, parent, entry.shown});
-    };
-    visit(directory.records, 0);
-    for (std::size_t i = 1; i < visited.size(); ++i) visit(visited[i].record->children, i);
-    for (std::size_t i = visited.size() - 1; i > 0; --i) {
-      if (!visited[i].shown) continue;
-      records_.insert(visited[i].record);
-      visited[visited[i].parent].shown = true;  // stands before its children: still to come
-    }
-  }
-
-  void removeOthers(std::vector<Entry>& entries) const {
-    if (all_) return;
-    const auto unwanted = [this](const Entry& entry) { return records_.count(entry.record) == 0; };
-    entries.erase(std::remove_if(entries.begin(), entries.end(), unwanted), entries.end());
-  }
-
- private:
-  const bool all_;
-  std::unordered_set<const HOQFileType*> records_;
-};
-
 struct Level {
-  std::vector<Entry> entries;
-  std::size_t next;
+  TreeBlock block;
+  std::uint64_t count;  // of entries still to come
   std::size_t leadLength;
 };
 
@@ -67,34 +33,35 @@ void writeLine(Output& out, const View& view, const HOQFileType& record) {
 
 }  // namespace
 
-void drawTree(Output& out, const View& view, const Directory& directory,
-              const Selection& selection) {
-  const Drawn drawn(directory, selection);
+void drawTree(Output& out, const View& view, const Directory& directory) {
   std::vector<Level> levels;
   std::string lead;
-  const auto enter = [&](const Selection::Records& records) {
-    auto entries = selection.of(records, false, true);
-    drawn.removeOthers(entries);
-    levels.push_back({std::move(entries), 0, lead.size()});
+  const auto enter = [&](const BlockPlace& place) {
+    TreeBlock block(*directory.spool, place);
+    const std::uint64_t count = block.head().count;
+    levels.push_back({std::move(block), count, lead.size()});
   };
   out.append(view.style.escaped ? escapeForTerminal(directory.shown) : directory.shown);
   out.append("\n");
-  enter(directory.records);
+  enter(directory.top);
+  TreeEntry entry;
+  HOQFileType record;
   while (!levels.empty()) {
     Level& level = levels.back();
-    if (level.next == level.entries.size()) {
+    if (!level.block.next(entry)) {
       levels.pop_back();
       continue;
     }
-    const HOQFileType& record = *level.entries[level.next++].record;
-    const bool last = level.next == level.entries.size();
+    const bool last = --level.count == 0;
     lead.resize(level.leadLength);
     out.append(lead);
     out.append(last ? kLastBranch : kBranch);
+    record.name = entry.name;
+    unpackRecord(entry.packed, record);
     writeLine(out, view, record);
-    if (record.children.empty()) continue;
+    if (entry.below.begin == entry.below.end) continue;
     lead += last ? kGap : kTrunk;
-    enter(record.children);
+    enter(entry.below);
   }
 }
 

@@ -32,6 +32,25 @@ std::int64_t minuteOf(std::int64_t seconds) {
   return seconds / 60 - (seconds % 60 < 0 ? 1 : 0);  // rounds down, before 1970 as well
 }
 
+std::string minuteText(const struct tm& parts) {
+  const auto put = [](char* at, int number) {
+    at[0] = static_cast<char>('0' + number / 10);
+    at[1] = static_cast<char>('0' + number % 10);
+  };
+  const long long year = parts.tm_year + 1900LL;
+  if (year < 0 || year > 9999)
+    return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}", year, parts.tm_mon + 1, parts.tm_mday,
+                       parts.tm_hour, parts.tm_min);
+  std::string text = "YYYY-MM-DD hh:mm";
+  put(&text[0], static_cast<int>(year / 100));
+  put(&text[2], static_cast<int>(year % 100));
+  put(&text[5], parts.tm_mon + 1);
+  put(&text[8], parts.tm_mday);
+  put(&text[11], parts.tm_hour);
+  put(&text[14], parts.tm_min);
+  return text;
+}
+
 }  // namespace
 
 std::array<char, 10> modeText(const HOQFileType& record) {
@@ -83,8 +102,7 @@ std::string_view TimeText::of(std::int64_t seconds) {
   struct tm parts {};
   const time_t time = seconds;
   if (::localtime_r(&time, &parts) == nullptr) return odd_ = fmt::format("@{}", seconds);
-  std::string text = fmt::format("{:04}-{:02}-{:02} {:02}:{:02}", parts.tm_year + 1900LL,
-                                 parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min);
+  std::string text = minuteText(parts);
   // Where the offset has seconds (old local times), the minute begins elsewhere.
   if (parts.tm_gmtoff % 60 != 0) return odd_ = std::move(text);
   known = {minute, std::move(text)};

@@ -11,9 +11,7 @@ namespace {
 
 using Records = std::vector<boost::shared_ptr<HOQFileType>>;
 
-void append(Output::Buffer& out, std::string_view text) {
-  out.append(text.data(), text.data() + text.size());
-}
+void append(Output::Buffer& out, std::string_view text) { Output::appendTo(out, text); }
 
 bool isPlain(std::string_view text) {
   return std::all_of(text.begin(), text.end(),

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <string_view>
 
 namespace HOQ::cli {
@@ -24,7 +25,12 @@ class Output {
 
   /// Where output is put together; call checkpoint() between its pieces.
   Buffer& buffer() { return buffer_; }
-  void append(std::string_view text) { buffer_.append(text.data(), text.data() + text.size()); }
+  void append(std::string_view text) { appendTo(buffer_, text); }
+  static void appendTo(Buffer& buffer, std::string_view text) {
+    const std::size_t had = buffer.size();
+    buffer.resize(had + text.size());
+    std::copy(text.begin(), text.end(), buffer.data() + had);
+  }
 
   /// Writes what has come together, when that is much.
   void checkpoint() {

@@ -149,30 +149,36 @@ int ListStatOperate::record(const char* name, bool isDots) {
   return kDescend;
 }
 
-/// Before a further record of the top level those before it are finished, unless the walk is inside
-/// one of them.
+/// Whether what stands in fileList() is finished: the walk is not inside any of it.
+bool ListStatOperate::finishesRecords() const {
+  return dirStack.empty() ? openRecords == 0 : handsOverBelow;
+}
+
+/// Before a further record of a directory those before it are handed over, where they can be.
 int ListStatOperate::append(const boost::shared_ptr<HOQFileType>& info) {
   FileTypes& list = fileList();
-  if (receiver && &list == result && openRecords == 0 &&
+  if (receiver && finishesRecords() &&
       (!(fields & HOQFileType::kContentType) || list.size() >= kTypedTogether))
-    handOver();
+    handOver(list);
   if (stopped_) return error.lastError = kFailed;  // nobody is to be told
   list.push_back(info);
   return 0;
 }
 
-void ListStatOperate::handOver() {
+/// Hands over what is in `list`, which is fileList().
+void ListStatOperate::handOver(FileTypes& list) {
   types.finish();
-  for (const boost::shared_ptr<HOQFileType>& info : *result) {
+  const std::size_t level = dirStack.size();
+  for (const boost::shared_ptr<HOQFileType>& info : list) {
     if (stopped_) break;
-    stopped_ = !receiver->record(info);
+    stopped_ = !(level == 0 ? receiver->record(info) : receiver->recordBelow(info, level));
   }
-  result->clear();
+  list.clear();
 }
 
 void ListStatOperate::finish() {
   if (receiver)
-    handOver();
+    handOver(*result);
   else
     types.finish();
 }
@@ -202,6 +208,7 @@ int ListStatOperate::afterDir(int, int walked) {
     --openRecords;
     const bool summing = has(HOQFilerOptions::kSumSizes);
     if (has(HOQFilerOptions::kRecursive)) {
+      if (handsOverBelow) handOver(level.record->children);
       dirStack.pop_back();
       if (summing && !dirStack.empty()) dirStack.back()->size += level.record->size;
     } else if (summing) {
@@ -265,6 +272,7 @@ int HOQFilerLocal::list(const Paths& paths, FileTypes* result, const HOQFilerOpt
     ListStatOperate operation(*routine, options, false, records);
     operation.error.handler = handler;
     if (handsOver) operation.receiver = handler.get();
+    operation.handsOverBelow = handsOver && handler->takesRecordsBelow();
     operation.fields = fields;
     operation.kindsSuffice = handler && handler->kindsSuffice();
     code = operatePaths(operation, {requestPath}, cwd);

@@ -58,6 +58,7 @@ class ListStatOperate : public FileOperate {
   const std::string* only = nullptr;   // the one name wanted at depth 0; not owned
   HOQRequestHandlerPrototype* receiver = nullptr;  // takes records out of the answer; not owned
   bool kindsSuffice = false;                       // HOQRequestHandlerPrototype::kindsSuffice()
+  bool handsOverBelow = false;  // with a receiver, in a tree: it takes those below the top, too
 
  private:
   /// A directory that the walk is inside of.
@@ -76,7 +77,8 @@ class ListStatOperate : public FileOperate {
   int record(const char* name, bool isDots);
   void addToSum(const HOQFileType& info);
   int append(const boost::shared_ptr<HOQFileType>& info);
-  void handOver();
+  bool finishesRecords() const;
+  void handOver(FileTypes& list);
 
   std::vector<Level> levels;
   /// Of the entry in hand, where only its size is wanted: every field that is read is filled anew.

@@ -57,5 +57,9 @@ bool HOQRequestHandlerPrototype::itemReached() { return true; }
 bool HOQRequestHandlerPrototype::takesRecords() const { return false; }
 bool HOQRequestHandlerPrototype::kindsSuffice() const { return false; }
 bool HOQRequestHandlerPrototype::record(const boost::shared_ptr<HOQFileType>&) { return true; }
+bool HOQRequestHandlerPrototype::takesRecordsBelow() const { return false; }
+bool HOQRequestHandlerPrototype::recordBelow(const boost::shared_ptr<HOQFileType>&, std::size_t) {
+  return true;
+}
 
 }  // namespace HOQ

@@ -74,7 +74,7 @@ TEST(Gathering, IsShownByteForByteAsRecordsThatAreHeld) {
             for (const char* name : {"one", "two"}) {
               held.push_back({name, sample(), nullptr});
               const auto gathering = std::make_shared<Gathering>(selection, view.style, longFormat);
-              for (const auto& record : sample()) gathering->take(*record);
+              for (const auto& record : sample()) gathering->take(*record, 0);
               gathered.push_back({name, {}, gathering});
             }
             EXPECT_EQ(shown(view, selection, gathered), shown(view, selection, held))
@@ -88,11 +88,11 @@ TEST(Gathering, BeginsAnewWhenItIsCleared) {
   View view;
   view.longFormat = true;
   const auto gathering = std::make_shared<Gathering>(selection, view.style, true);
-  gathering->take(*entry("wide", 4'000'000));
+  gathering->take(*entry("wide", 4'000'000), 0);
   gathering->clear();
-  gathering->take(*entry("narrow", 1));
+  gathering->take(*entry("narrow", 1), 0);
   const auto fresh = std::make_shared<Gathering>(selection, view.style, true);
-  fresh->take(*entry("narrow", 1));
+  fresh->take(*entry("narrow", 1), 0);
   EXPECT_EQ(shown(view, selection, {{"d", {}, gathering}}),
             shown(view, selection, {{"d", {}, fresh}}));
 }
@@ -119,7 +119,7 @@ TEST(Gathering, APackedRecordIsTheSameAgain) {
   }
 }
 
-TEST(Gathering, WhatIsShownInColumnsOrAsATreeIsHeld) {
+TEST(Gathering, IsOfOneLevelAndNotOfNamesInColumns) {
   View view;
   EXPECT_FALSE(gathers(view, true));
   view.sizes = true;

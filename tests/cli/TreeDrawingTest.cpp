@@ -1,3 +1,4 @@
+// How trees are drawn, and printed as blocks.
 #include "listing/TreeDrawing.h"
 
 #include <gtest/gtest.h>
@@ -6,6 +7,7 @@
 #include <boost/smart_ptr/make_shared.hpp>
 
 #include "OutputFile.h"
+#include "listing/GatheredTree.h"
 #include "listing/Printer.h"
 
 namespace HOQ::cli {
@@ -26,17 +28,32 @@ Record folder(const char* name, Selection::Records children) {
   return entry(name, HOQFileType::kDirectory, std::move(children));
 }
 
-Directory sample() {
-  return {"top",
-          {folder("b", {file("z"), file(".hid"), folder("y", {file("x")})}), file("a"),
-           folder(".h", {file("in")}), folder("c", {})}};
+Selection::Records sample() {
+  return {folder("b", {file("z"), file(".hid"), folder("y", {file("x")})}), file("a"),
+          folder(".h", {file("in")}), folder("c", {})};
 }
 
-std::string drawn(const Directory& directory, bool all, const std::vector<std::string>& filters) {
-  OutputFile out;
+std::string printed(const Selection::Records& records, const View& view, bool all,
+                    const std::vector<std::string>& filters) {
   const Conditions conditions(filters);
-  drawTree(out.out, View(), directory, Selection(all, conditions));
+  const Selection selection(all, conditions);
+  Spool spool;
+  GatheredTree tree(selection, spool, {view.style, view.longFormat, view.longFormat});
+  for (const Record& record : records) tree.take(*record, 0);
+  Directory directory;
+  directory.shown = "top";
+  directory.spool = &spool;
+  directory.top = tree.finish();
+  OutputFile out;
+  Printer(out.out, view, selection).print({}, {directory});
   return out.text();
+}
+
+std::string drawn(const Selection::Records& records, bool all,
+                  const std::vector<std::string>& filters) {
+  View view;
+  view.tree = true;
+  return printed(records, view, all, filters);
 }
 
 TEST(TreeDrawing, DrawsALineForEachEntryByName) {
@@ -75,29 +92,21 @@ TEST(TreeDrawing, KeepsDirectoriesThatLeadToAMatch) {
 
 TEST(TreeDrawing, DeepTreesNeedNoDeepStack) {
   constexpr int kDepth = 2000;
-  Directory directory{"top", {folder("d", {})}};
-  HOQFileType* last = directory.records.front().get();
+  const Selection::Records records{folder("d", {})};
+  HOQFileType* last = records.front().get();
   for (int i = 1; i < kDepth; ++i) {
     last->children.push_back(folder("d", {}));
     last = last->children.front().get();
   }
-  const std::string text = drawn(directory, false, {});
+  const std::string text = drawn(records, false, {});
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), kDepth + 1);
-}
-
-std::string printed(View view, const std::vector<std::string>& filters) {
-  OutputFile out;
-  const Conditions conditions(filters);
-  const Selection selection(false, conditions);
-  Printer(out.out, view, selection).print({}, {sample()});
-  return out.text();
 }
 
 TEST(Printer, PutsBlocksInTheOrderOfTheTree) {
   View view;
   view.tree = view.longFormat = true;
   std::string headings;
-  const std::string text = printed(view, {});
+  const std::string text = printed(sample(), view, false, {});
   for (std::size_t start = 0; start < text.size();) {
     const std::size_t end = text.find('\n', start);
     if (end > start && text[end - 1] == ':') headings += text.substr(start, end - start) + " ";

@@ -82,6 +82,28 @@ class LsMany(HoqTest):
             self.assertLess(more, 6 * 1024 * 1024, peaks)
             self.assertLess(peaks["many", option], 32 * 1024 * 1024, peaks)
 
+    def test_trees_take_little_memory(self):
+        """What 30000 entries take is less than they would take held, 300 bytes each."""
+        if os.environ.get("HOQ_SANITIZED"):
+            self.skipTest("a sanitizer's own memory is measured with it")
+        many = os.open(self.path("many"), os.O_RDONLY | os.O_DIRECTORY)
+        for below in range(300):
+            self.make(f"tree/d/{below}/")
+            at = os.open(self.path(f"tree/d/{below}"), os.O_RDONLY | os.O_DIRECTORY)
+            for name in self.names[below * 100:below * 100 + 100]:
+                os.link(name, name, src_dir_fd=many, dst_dir_fd=at)
+            os.close(at)
+        os.close(many)
+        for options in (["-R", "--json"], ["-lR"], ["-R"]):
+            peaks = {}
+            for what in ("sub", "tree"):
+                run = subprocess.run([sys.executable, "-c", PEAK, HOQ, "ls", *options, what],
+                                     cwd=self.dir, env=self.with_temporary("tmp"),
+                                     capture_output=True, check=True)
+                peaks[what] = int(run.stdout)
+            self.assertLess(peaks["tree"] - peaks["sub"], 4 * 1024 * 1024, (options, peaks))
+        self.assertEqual(os.listdir(self.path("tmp")), [])
+
 
 if __name__ == "__main__":
     unittest.main()

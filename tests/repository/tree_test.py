@@ -45,7 +45,7 @@ MAY_CALL_ON_PATHS = {
     "agent/spawner/WorkerBirth.cpp": "opens /dev/null, goes to /",
     "cli/ProgramFolder.cpp": "where this program lies, and what lies beside it",
     "cli/contents/LocalSide.cpp": "the client's own files, which put and get carry",
-    "cli/listing/SortedStore.cpp": "a temporary file of the client's own",
+    "cli/listing/TemporaryFile.cpp": "a temporary file of the client's own",
     "cli/output/Output.cpp": "opens /dev/null",
     "filemanager/operations/CopyMoveOperate.cpp": "renames a directory that is moved",
     "framework/src/HOQFile.cpp": "opens a file to write, for plugins and hosts",

@@ -3,6 +3,7 @@
 #include <boost/smart_ptr/intrusive_ptr.hpp>
 #include <boost/smart_ptr/intrusive_ref_counter.hpp>
 #include <boost/smart_ptr/shared_ptr.hpp>
+#include <cstddef>
 
 #include <hoq/HOQExport.h>
 #include <hoq/HOQMsgWriter.h>
@@ -52,6 +53,16 @@ class HOQ_EXPORT HOQRequestHandlerPrototype
   /// then have a name and a kind and nothing else. An entry of each directory is examined, so that
   /// a directory whose entries cannot be reached still tells that. By default not.
   virtual bool kindsSuffice() const;
+
+  /// Whether a list of a tree that hands its records over hands over what is below the top level by
+  /// itself, too, instead of in the records of its directories, which then have no children. Asked
+  /// once for each list. By default not.
+  virtual bool takesRecordsBelow() const;
+
+  /// The next record of a directory of a tree, `level` directories below the top level, 1 or more.
+  /// What is in a directory comes in its order, all of it before the directory itself, and nothing
+  /// of others between but what is below. Else as record().
+  virtual bool recordBelow(const boost::shared_ptr<HOQFileType>& record, std::size_t level);
 };
 
 using HOQRequestHandlerPtr = boost::intrusive_ptr<HOQRequestHandlerPrototype>;
