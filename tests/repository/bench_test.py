@@ -140,6 +140,19 @@ class MeasureTest(unittest.TestCase):
         (result,), _ = measure.measure_row(self.bench, job)
         self.assertEqual(len(result["other"]["rounds"]), 3)
 
+    def test_a_copy_that_a_run_leaves_whole_serves_the_next_one(self):
+        copies = os.path.join(self.bench.place, "copies")
+        remember = 'ls -id "$1" >> ' + copies + '; shift; "$@"'
+        for leaves, command in (("new", ("mv", "{copy}", "{new}")), ("copy", ("test", "-d", "{copy}"))):
+            with self.subTest(leaves=leaves):
+                whole = ("sh", "-c", remember, "sh", "{copy}", *command)
+                measure.measure_row(self.bench, rows.Row(f"leaves {leaves}", "deep", whole,
+                                                         (rows.Other(whole),), leaves=leaves))
+                with open(copies) as file:
+                    seen = file.read().splitlines()
+                os.remove(copies)
+                self.assertEqual((len(seen), len(set(seen))), (6, 1))
+
     def test_what_a_command_reads_names_the_tree(self):
         log = os.path.join(self.bench.place, "log")
         job = rows.Row("job", "deep", ("sh", "-c", f"cat > {log}"), (rows.Other(("true",)),),
@@ -315,10 +328,22 @@ class GrowthTest(unittest.TestCase):
         bench.grown = os.path.join(place.name, "grown")
         log = os.path.join(place.name, "log")
         job = rows.Growth("list", ("sh", "-c", "find {tree} -type f | wc -l >> " + log))
-        result = growth.measure_growth(bench, job)
+        result, = growth.measure_growth(bench, job)
         with open(log) as file:
             self.assertEqual(file.read().split(), ["0", "10", "100", "1000"])
         self.assertEqual([len(result["sizes"]), result["held"]], [3, False])
+
+    def test_what_is_done_behind_a_job_finds_what_that_has_made(self):
+        place = tempfile.TemporaryDirectory()
+        self.addCleanup(place.cleanup)
+        bench = measure.Bench("/bin/true", MEASURER, place.name, scale=0.001, rounds=2)
+        bench.grown = os.path.join(place.name, "grown")
+        job = rows.Growth("copy", ("cp", "-a", "{tree}", "{new}"),
+                          then=rows.Growth("remove", ("rm", "-r", "{new}")))
+        taken = growth.measure_growth(bench, job)
+        self.assertEqual([each["job"] for each in taken], ["copy", "remove"])
+        self.assertEqual([size["rounds"] for size in taken[1]["sizes"]][:2], [2, 2])
+        self.assertFalse(os.path.exists(os.path.join(bench.grown, "new")))
 
 
 if __name__ == "__main__":
