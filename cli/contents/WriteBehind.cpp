@@ -23,6 +23,7 @@ void WriteBehind::begin(int descriptor, off_t offset, off_t length) {
       waiting_.to += length;
     else
       waiting_ = {descriptor, offset, offset + length};
+    if (!isDue()) return;
   }
   changed_.notify_all();
   if (thread_.joinable()) return;
@@ -42,7 +43,7 @@ void WriteBehind::forget() {
 void WriteBehind::work() {
   std::unique_lock lock(mutex_);
   for (;;) {
-    changed_.wait(lock, [this] { return ended_ || waiting_.descriptor >= 0; });
+    changed_.wait(lock, [this] { return ended_ || isDue(); });
     if (ended_) return;
     const Range range = std::exchange(waiting_, Range());
     asking_ = true;

@@ -36,7 +36,7 @@ int openFile() {
 
 TEST(WriteBehindTest, AFileMayBeClosedAndItsNumberUsedAgainOnceItIsForgotten) {
   const std::string piece(300'000, 'x');
-  WriteBehind behind;
+  WriteBehind behind(1);
   for (int round = 0; round < 50; ++round) {
     const int descriptor = openFile();
     ASSERT_GE(descriptor, 0);
@@ -52,10 +52,24 @@ TEST(WriteBehindTest, AFileMayBeClosedAndItsNumberUsedAgainOnceItIsForgotten) {
   }
 }
 
+TEST(WriteBehindTest, LittleIsNotAskedFor) {
+  std::thread([] {}).join();  // with the first one, a sanitizer makes one of its own
+  const Threads before = threadsBeside({});
+  WriteBehind behind(1000);
+  const int descriptor = openFile();
+  behind.begin(descriptor, 0, 600);
+  behind.begin(descriptor, 700, 900);  // does not follow it
+  EXPECT_EQ(threadsBeside(before), Threads());
+  behind.begin(descriptor, 1600, 100);
+  EXPECT_EQ(threadsBeside(before).size(), 1U);
+  behind.forget();
+  EXPECT_EQ(::close(descriptor), 0);
+}
+
 TEST(WriteBehindTest, WhatCannotBeAskedForIsNoMatter) {
   int ends[2];
   ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-  WriteBehind behind;
+  WriteBehind behind(1);
   behind.begin(ends[1], 0, 100);  // a pipe has no disk
   behind.begin(ends[0], 7, 100);
   behind.forget();
@@ -67,7 +81,7 @@ TEST(WriteBehindTest, TheThreadIsMadeWithTheFirstRangeAndEndsWithIt) {
   std::thread([] {}).join();  // with the first one, a sanitizer makes one of its own
   const Threads before = threadsBeside({});
   {
-    WriteBehind behind;
+    WriteBehind behind(1);
     behind.forget();
     EXPECT_EQ(threadsBeside(before), Threads());
     const int descriptor = openFile();
