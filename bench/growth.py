@@ -18,9 +18,13 @@ def measure_growth(bench, job):
     of what is done behind it.
 
     In memory, where the file system takes as long for the millionth entry as for the first. The trees
-    are made once for all jobs.
+    are made once for the jobs over them that stand together; those of others go first, since so many
+    files are more than such a file system has room for.
     """
     os.makedirs(bench.grown, exist_ok=True)
+    for name in os.listdir(bench.grown):
+        if not name.startswith((job.tree + "-", "empty-")):
+            corpus.discard(os.path.join(bench.grown, name))
     chain = [job]
     while chain[-1].then:
         chain.append(chain[-1].then)

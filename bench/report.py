@@ -1,5 +1,8 @@
 """Shows results, and compares them with earlier ones."""
 
+# Where the results do not say how many there were.
+ROUNDS_OF_GROWTH = 3
+
 # Worse than this, and beyond the spread of either run, is a regression.
 WORSE_RATIO = 1.10
 WORSE_MS = 1.0
@@ -76,17 +79,19 @@ def _calls(rows):
 
 
 def _growth(jobs):
-    lines = [("growth", "aim", "", "job", "entries", "µs/entry", "peak MiB", "its answer is")]
+    lines = [("growth", "aim", "", "job", "entries", "rounds", "µs/entry", "peak MiB",
+              "its answer is")]
     for job in jobs:
         def column(show, job=job):
             return " ".join(show(size) for size in job["sizes"])
         lines.append((f"{job['growth']:.2f}", f"{job['aim']:.2f}",
                       verdict(job["growth"], job["aim"]), job["job"],
                       column(lambda size: str(size["entries"])),
+                      column(lambda size: str(size.get("rounds", ROUNDS_OF_GROWTH))),
                       column(lambda size: f"{size['us_per_entry']:.2f}"),
                       column(lambda size: f"{size['peak_kib'] / 1024:.1f}"),
                       "held" if job["held"] else "not held"))
-    return lines, (2, 3, 7)
+    return lines, (2, 3, 8)
 
 
 def _against(row):
