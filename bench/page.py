@@ -28,6 +28,18 @@ def write(results, folder):
             file.write(text)
 
 
+def merged(old, new):
+    """The old results with the rows that were measured anew in their places, and when that was."""
+    def key(row):
+        return row["job"], row["against"]
+
+    fresh = {key(row): row for row in new["rows"]}
+    jobs = list(dict.fromkeys(row["job"] for row in new["rows"]))
+    again = {"date": new["machine"]["date"], "jobs": jobs}
+    return {**old, "rows": [fresh.get(key(row), row) for row in old["rows"]],
+            "again": [*old.get("again", []), again]}
+
+
 def svg(results):
     ratios = [row for row in results["rows"] if row["unit"] == "ratio"]
     return chart.draw(ratios, "hoq's time by the other tool's, " + results["machine"]["date"])
@@ -35,7 +47,9 @@ def svg(results):
 
 def markdown(results):
     parts = [HEAD.format(**results)]
-    parts.append("\n".join(f"- {key}: {value}" for key, value in results["machine"].items()) + "\n")
+    parts.append("".join(f"- {key}: {value}\n" for key, value in results["machine"].items())
+                 + "".join(f"- measured again, {each['date']}: {'; '.join(each['jobs'])}\n"
+                           for each in results.get("again", [])))
     for title, lines, left in report.tables(results):
         parts.append(f"## {title}\n\n{table(lines, left)}\n")
         if title == "Jobs":

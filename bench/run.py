@@ -38,7 +38,8 @@ def parse(arguments):
                              " as it is: 'memory: ls -l'")
     parser.add_argument("--json", metavar="FILE", help="write the results there as well")
     parser.add_argument("--docs", action="store_true",
-                        help="write docs/performance.json, .md and .svg")
+                        help="write docs/performance.json, .md and .svg; with --only, the rows that"
+                             " were measured take their places in what is there")
     parser.add_argument("--scale", type=float, default=1.0, metavar="X",
                         help="size of the trees, for trying things out (default: %(default)s)")
     parser.add_argument("--target", choices=("memory", "disk"), default="memory",
@@ -152,7 +153,10 @@ def main(arguments):
             json.dump(results, file, indent=1)
             file.write("\n")
     if chosen.docs:
-        page.write(results, os.path.join(os.path.dirname(__file__), "../docs"))
+        folder = os.path.join(os.path.dirname(__file__), "../docs")
+        if chosen.only:
+            results = page.merged(load(os.path.join(folder, page.NAMES[0])), results)
+        page.write(results, folder)
     regressions = 0
     if old:
         table, regressions = report.compare(old, results)

@@ -104,7 +104,7 @@ class MeasureTest(unittest.TestCase):
         self.bench = measure.Bench("/bin/true", MEASURER, place.name, scale=0.001, rounds=3)
         self.bench.traces = False
 
-    def test_each_round_runs_every_program_once_in_turn(self):
+    def test_each_round_runs_every_program_once_and_each_comes_first_in_its_turn(self):
         log = os.path.join(self.bench.place, "log")
 
         def append(word):
@@ -113,10 +113,19 @@ class MeasureTest(unittest.TestCase):
         job = rows.Row("job", "deep", append("ours"), (rows.Other(append("other")),))
         (result,), missing = measure.measure_row(self.bench, job)
         with open(log) as file:
-            self.assertEqual(file.read().split(), ["ours", "other"] * 4)  # the first to warm up
+            self.assertEqual(file.read().split(), ["ours", "other",  # to warm up
+                                                   "ours", "other", "other", "ours", "ours", "other"])
         self.assertEqual(missing, [])
         self.assertEqual(len(result["ours"]["rounds"]), 3)
         self.assertGreater(result["ours"]["peak_kib"], 0)
+
+    def test_who_writes_a_large_file_finds_memory_and_an_empty_place(self):
+        self.bench.scale = 1 / 1024
+        job = rows.Row("job", "big", ("cp", "-n", "{file}", "{new}"), (), per="MiB",
+                       verify=rows._copied_file)
+        with mock.patch("measure.touch_memory", wraps=measure.touch_memory) as touched:
+            measure.measure_row(self.bench, job)
+        self.assertEqual(touched.call_count, 3)
 
     def test_a_tool_that_is_not_installed_is_named_and_left_out(self):
         job = rows.Row("job", "deep", ("true",), (rows.Other(("no-such-tool-here",)),))
@@ -287,6 +296,17 @@ class PageTest(unittest.TestCase):
             with self.subTest(figure=figure), mock.patch.dict(rows.WHY, list="It is told why"):
                 text = page.markdown(results(whole_row(figure, 1.0)))
                 self.assertEqual(text.count("It is told why."), told)
+
+    def test_what_is_measured_again_takes_its_place_and_says_when(self):
+        old = results(whole_row(1.2, 1.0), {**whole_row(2.0, 1.0), "against": "another"})
+        new = results(whole_row(0.9, 1.0))
+        new["machine"] = {**new["machine"], "date": "later"}
+        both = page.merged(old, new)
+        self.assertEqual([row["figure"] for row in both["rows"]], [0.9, 2.0])
+        self.assertEqual(both["machine"], old["machine"])
+        again = page.merged(both, new)
+        self.assertEqual(page.markdown(again).count(f"- measured again, later: {old['rows'][0]['job']}"),
+                         2)
 
     def test_what_is_explained_is_measured(self):
         jobs = {row.job for row in rows.ROWS}
