@@ -7,10 +7,7 @@ import corpus
 import measure
 import rows
 
-ROUNDS = 3
-
-# Where the smaller trees' rounds lie this close together, the largest tree takes one round, else two.
-STEADY = 0.25
+ROUNDS = 3  # of all but the largest trees, over which one takes long enough
 
 
 def measure_growth(bench, job):
@@ -32,8 +29,7 @@ def measure_growth(bench, job):
              for size in rows.GROWTH_SIZES]
     starts = _measure(bench, chain, corpus.obtain(bench.grown, "empty"), ROUNDS)
     taken = [_measure(bench, chain, tree, ROUNDS) for tree in trees[:-1]]
-    steady = all(_spread(samples) <= STEADY for of_tree in taken for samples in of_tree)
-    taken.append(_measure(bench, chain, trees[-1], 1 if steady else 2))
+    taken.append(_measure(bench, chain, trees[-1], 1))
     return [_result(each, trees, start, samples)
             for each, start, samples in zip(chain, starts, zip(*taken))]
 
@@ -54,11 +50,6 @@ def _measure(bench, chain, tree, rounds):
 
 def _median(samples):
     return statistics.median(sample.wall for sample in samples)
-
-
-def _spread(samples):
-    walls = [sample.wall for sample in samples]
-    return (max(walls) - min(walls)) / _median(samples)
 
 
 def _result(job, trees, start, taken):
