@@ -13,8 +13,8 @@
 namespace HOQ::test {
 
 /// For as long as it lives, the process knows the factories of file transfers, as with the plugin.
-/// A control of another kind may stand in.
-template <class Control = HOQFileControl>
+/// A control or a receiving end of another kind may stand in.
+template <class Control = HOQFileControl, class Deserializer = HOQFileDeserializerLocalPrototype>
 class TransferFactories {
  public:
   TransferFactories() {
@@ -22,7 +22,7 @@ class TransferFactories {
     serializers().registerLocalFactory(
         "", boost::make_shared<Local<SerializerPtr, HOQFileSerializerLocalPrototype>>());
     deserializers().registerLocalFactory(
-        "", boost::make_shared<Local<DeserializerPtr, HOQFileDeserializerLocalPrototype>>());
+        "", boost::make_shared<Local<DeserializerPtr, Deserializer>>());
     serializers().registerAgentFactory(
         "", boost::make_shared<Agent<SerializerPtr, HOQFileSerializerAgentPrototype>>());
     deserializers().registerAgentFactory(

@@ -18,6 +18,17 @@ namespace {
 using namespace transport;
 using Strings = std::vector<std::string>;
 
+/// There is no memory left for a file of one name.
+class ExhaustedDeserializer : public HOQFileDeserializerLocalPrototype {
+ public:
+  using HOQFileDeserializerLocalPrototype::HOQFileDeserializerLocalPrototype;
+  int startCopying(HOQChannelEndPtr end) override {
+    const auto params = boost::static_pointer_cast<HOQFileDeserializerParams>(getParams());
+    if (params->name == "exhausting") throw std::bad_alloc();
+    return HOQFileDeserializerLocalPrototype::startCopying(std::move(end));
+  }
+};
+
 class WholeTransfersTest : public testing::Test {
  protected:
   WholeTransfersTest() { restart(nodeSettings()); }
@@ -51,7 +62,7 @@ class WholeTransfersTest : public testing::Test {
     return names;
   }
 
-  TransferFactories<> factories;
+  TransferFactories<HOQFileControl, ExhaustedDeserializer> factories;
   Calls calls;
   TestNodes nodes;
   std::unique_ptr<NodeClient> client;
@@ -146,6 +157,20 @@ TEST_F(WholeTransfersTest, AfterOneThatFailedTheNextCopyStandsOnItsOwn) {
   EXPECT_EQ(copy({names.begin(), names.begin() + 10}), 0);
   EXPECT_EQ(codes, std::vector<int>{-2});
   EXPECT_EQ(copy({names.begin() + 10, names.end()}), 0);
+  EXPECT_EQ(errors, Strings{});
+}
+
+TEST_F(WholeTransfersTest, OneThatExhaustsMemoryEndsTheCopyAndIsCountedAsEnded) {
+  Strings names = makeFiles(10, 100);
+  trees::make(from.path(), "exhausting=x");
+  names.insert(names.begin() + 5, "exhausting");
+  EXPECT_EQ(copy(names), 0);
+  EXPECT_EQ(errors,
+            Strings{"\"" + (from / "exhausting") + "\", The transfer broke off on the node"});
+  for (std::size_t i = 0; i < names.size(); ++i)
+    EXPECT_EQ(::access((to / names[i]).c_str(), F_OK), i < 5 ? 0 : -1) << i;
+  EXPECT_EQ(nodes.node("node").counters().active, 0);
+  EXPECT_EQ(copy({names.begin() + 6, names.end()}), 0);
   EXPECT_EQ(errors, Strings{});
 }
 

@@ -2,6 +2,7 @@
 
 #include <hoq/HOQErrorMessage.h>
 
+#include <exception>
 #include <utility>
 
 #include "server/WholeEnd.h"
@@ -26,7 +27,11 @@ void WholeTransfers::run(Item item) {
     ledger_.began();
     held = Ledger::Held::kRunning;
   }
-  failure_ = attempt(item);
+  try {
+    failure_ = attempt(item);
+  } catch (const std::exception&) {  // memory is exhausted; what was begun is counted as ended
+    failure_ = Failure{kStart, -1, "The transfer broke off on the node"};
+  }
   if (failure_) {
     record.code = failure_->code;
     record.trouble = failure_->text;
